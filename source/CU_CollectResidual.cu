@@ -2,6 +2,8 @@
 // product.
 #include "CU_CollectResidual.h"
 
+#include "CU_checkError.h"
+
 namespace rvz {
 
 int BuildLevelTable(int n, int& total, int& nLevels, int count[kMaxLevels], int size[kMaxLevels],
@@ -46,6 +48,42 @@ int DotProduct(int n, const double* V1D, const double* V2D, double* buffer, cons
     CollectLevels<Kernel_CollectResidual>(table, buffer);
     CopyReductionResult(table, buffer, result);
     return status;
+}
+
+namespace {
+
+template <class Op>
+__global__ void Kernel_ReduceField(int n, const double* xD, double* nextLevelD)
+{
+    rvz::block_reduce_256<Op, double>([&](int i) { return i < n ? xD[i] : Op::template identity<double>(); },
+                                      nextLevelD);
+}
+
+template <class Op>
+int reduce_with(int collectInputs, int n, const double* xD, double* buffer, const LevelView& table, double& result,
+                int device)
+{
+    RVZ_LAUNCH_BLOCK(Kernel_ReduceField<Op>, table.size[1], kBlockSize, kBlockSize * sizeof(double), 0)
+    (n, xD, buffer);
+    const int status = CheckStep("Reduce failed", device);
+    if (collectInputs == 512)
+        CollectLevels<Kernel_CollectLevel<Op, 512, double>>(table, buffer);
+    else
+        CollectLevels<Kernel_CollectLevel<Op, 256, double>>(table, buffer);
+    CopyReductionResult(table, buffer, result);
+    return status;
+}
+
+}  // namespace
+
+int Reduce(Combine op, int collectInputs, int n, const double* xD, double* buffer, const LevelView& table,
+           double& result, int device)
+{
+    switch (op) {
+        case Combine::Max: return reduce_with<MaxOp>(collectInputs, n, xD, buffer, table, result, device);
+        case Combine::Min: return reduce_with<MinOp>(collectInputs, n, xD, buffer, table, result, device);
+        default: return reduce_with<SumOp>(collectInputs, n, xD, buffer, table, result, device);
+    }
 }
 
 }  // namespace rvz

@@ -51,4 +51,15 @@ inline int ResultOffset(const LevelView& table) { return table.nLevels >= 2 ? ta
 int DotProduct(int n, const double* V1D, const double* V2D, double* buffer, const LevelView& table,
                double& result);
 
+// How a reduction combines values.
+enum class Combine { Sum, Max, Min };
+
+// Reduces x[0 .. n) to one value: a first-level pass with one entry per
+// thread (entries beyond n take no part), then collecting passes of
+// `collectInputs` (256 or 512) entries per block. `buffer` holds table.total
+// doubles. A failed first-level launch is reported as "Reduce failed".
+// Returns the status of the first-level launch.
+int Reduce(Combine op, int collectInputs, int n, const double* xD, double* buffer, const LevelView& table,
+           double& result, int device = -1);
+
 }  // namespace rvz

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -56,14 +58,16 @@ public:
     void Upload(const std::vector<T>& values)
     {
         ASSERT_LE(values.size(), static_cast<size_t>(n_));
-        std::vector<T> copy(values);
-        ASSERT_EQ(Tool().DataCopyHost2Device(static_cast<int>(copy.size()), copy.data(), p_), 0);
+        // A plain buffer: std::vector<bool> has no contiguous storage.
+        std::unique_ptr<T[]> copy(new T[values.size() + 1]);
+        std::copy(values.begin(), values.end(), copy.get());
+        ASSERT_EQ(Tool().DataCopyHost2Device(static_cast<int>(values.size()), copy.get(), p_), 0);
     }
     std::vector<T> Download() const
     {
-        std::vector<T> out(static_cast<size_t>(n_));
-        if (n_ > 0) EXPECT_EQ(Tool().DataCopyDevice2Host(n_, out.data(), p_), 0);
-        return out;
+        std::unique_ptr<T[]> buffer(new T[static_cast<size_t>(n_) + 1]);
+        if (n_ > 0) EXPECT_EQ(Tool().DataCopyDevice2Host(n_, buffer.get(), p_), 0);
+        return std::vector<T>(buffer.get(), buffer.get() + n_);
     }
 
 private:
