@@ -27,6 +27,7 @@
 
 #include <omp.h>
 
+#include <cmath>
 #include <utility>
 
 #include "host_runtime.h"
