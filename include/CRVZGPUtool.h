@@ -139,6 +139,91 @@ public:
     // Sparse storage, products, conjugate gradient and BiCGSTAB
     // ---------------------------------------------------------------------
     // @SPARSE-BEGIN
+    //
+    // CSR: ia[nnu+1] row starts, ja/aa the entries, the first entry of every
+    // row its diagonal. ELL: new_nnu rows (nnu rounded up to a multiple of
+    // 256) by NColumnPerRow slots, slot k of row i at i + k * new_nnu, slot 0
+    // the diagonal, index -1 marking an unused slot. Vectors used with ELL
+    // matrices hold new_nnu entries. The solvers trust their arguments:
+    // patterns, lengths and the diagonal position are not validated.
+
+    // Returns new_nnu = nnu rounded up to a multiple of 256 (not a status)
+    // and records nnu as the last row count given.
+    int CalcNewNNU(int const& nnu);
+    // Returns the largest ia[k] - ia[k-1] over k = 1 .. n-1 (0 when n < 2 or
+    // no difference is positive); pass n = nnu + 1 to cover every row.
+    int CalcMaxNColumn(int const& n, int* const ia);
+    // Host arrays: fills aaELL (new_nnu * NColumnPerRow values) from CSR;
+    // unused slots get 0.0, every slot of a padding row 1.0. Nothing is
+    // written when NColumnPerRow < 1. Returns 0.
+    int aa2aaELLd(int const& nnu, int const& NColumnPerRow, int const& new_nnu, int* const ia, double* const aa,
+                  double* aaELL);
+    // Host arrays: fills indexELL from CSR; unused and padding slots get -1.
+    // Returns 0.
+    int ja2indexELL(int const& nnu, int const& NColumnPerRow, int const& new_nnu, int* const ia, int* const ja,
+                    int* indexELL);
+
+    // Conjugate gradient for a symmetric positive definite matrix, plain
+    // (type 0) or Jacobi (type 1); any other type returns 0 without work.
+    // sol holds the initial guess and receives the solution. resIn =
+    // ||b - A x0||, resOut = ||r|| after the last iteration, iter the
+    // iterations run; the loop stops when ||r|| <= |tol| resIn (or the
+    // residual is NaN) or iter >= maxIter, after at least one iteration. An
+    // initial residual of exactly zero returns at once with iter = 0.
+    // Allocates 4 (Jacobi 7) work vectors and 5 partial-sum buffers per
+    // call; per iteration one product, about eight vector passes and three
+    // or four eight-byte copies to the host. Prints a start line and an end
+    // line. Returns 0, the code of a failed work allocation (reported, no
+    // iteration, resOut and iter untouched) or the last device error after
+    // the loop (reported as "Computing failed").
+    int CG_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
+               double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter,
+               RVZPreconditionType RVZPreconditionType);
+    // The same on ELL storage; additionally prints the device memory the
+    // solve needs ("RequiredGPUMemoryInMB=").
+    int CG_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs, double* sol,
+               double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
+               RVZPreconditionType RVZPreconditionType);
+
+    // BiCGSTAB for a non-symmetric matrix, plain (type 0) or right-
+    // preconditioned with the inverse diagonal (type 1); other types return
+    // 0 without work. Stops on |rho| < 1e-99 ("rho=" line), on ||s|| < |tol|
+    // (the raw tolerance; "s_norm=" line), on ||r|| <= |tol| resIn or after
+    // maxIter iterations (at least one runs). Prints a start line and an end
+    // line without a line break. Allocates its work storage per call; two
+    // products, two reductions of two quantities and four of one per
+    // iteration. Returns 0, a failed allocation's code or the last device
+    // error after the loop ("Computing failed").
+    int BiCGSTAB_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
+                     double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter,
+                     RVZPreconditionType RVZPreconditionType);
+    // On ELL storage. Type 0 behaves as BiCGSTAB_CSR (start line
+    // "CUDA_BiCGSTABELL"). Type 1 prints nothing and stops silently at the
+    // first exact zero of rho, beta, r~.v, alpha, t.t or omega; its
+    // reference residual is the one after the first iteration (resIn is
+    // overwritten with it), iter is the iteration in which it stopped or
+    // maxIter + 1, and an exact initial guess returns at once with resOut
+    // and iter untouched.
+    int BiCGSTAB_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs,
+                     double* sol, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
+                     RVZPreconditionType RVZPreconditionType);
+    // Jacobi BiCGSTAB on ELL storage (as BiCGSTAB_ELL type 1) in caller
+    // storage, so that a time loop allocates nothing: six partial-sum
+    // buffers of `total` doubles (residual, alpha denominator, rho, s, omega
+    // numerator, omega denominator), nine vectors of workLength doubles (r,
+    // P, v, r~, s, t, inverse diagonal, s^, p^), all zero-filled by the
+    // call, and the level table of GetSizeOfBlock(new_nnu) in the order
+    // nLevels, size, total, count, offset. Neither the table nor the array
+    // lengths are validated. Reports a device error after the loop as
+    // "Serial BiJCGSTAB Computing failed" and returns it.
+    int BiJCGSTABELL_woMalloc(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs,
+                              double* sol, double const& tol, double& resIn, double& resOut, int& iter,
+                              int const& maxIter, double* resNextLevelD, double* aDenominatorNextLevelD,
+                              double* rhoNextLevelD, double* sNextLevelD, double* omegaNumeratorNextLevelD,
+                              double* omegaDenominatorNextLevelD, double* resD, double* PD, double* vD,
+                              double* restiltD, double* sD, double* tD, double* diagonal_reciprocalD, double* ssD,
+                              double* ppD, int new_nnu, int nLevels, int* size, int total, int* count, int* offset,
+                              int const& workLength);
     // @SPARSE-END
 
     // ---------------------------------------------------------------------
@@ -151,6 +236,91 @@ public:
     // Face-to-cell accumulation and cell gradients
     // ---------------------------------------------------------------------
     // @MESH-BEGIN
+    // Face-to-cell accumulation. The assembly operations turn face values
+    // into cell sums without atomics: a collect step stores each face's
+    // value at its own positions of the scratch matrix AELLDtemp (new_nnu
+    // rows x NColumnPerRow columns, column after column), given by the slot
+    // maps; an update step adds each row's sum, columns in order, to a cell
+    // array. Block counts come from the caller (256 threads per block; a
+    // count of 0 is an invalid launch, so an empty list still takes one
+    // block). Maps, slots and row lists are not validated.
+
+    // Matrix placement of interior-face coefficients: AELLD(Px[f], Py[f]) =
+    // aED[f] and AELLD(Ex[f], Ey[f]) = aWD[f] (position column*newNNU + row),
+    // plain stores. One launch; moves 2 ints + 1 double per side and face.
+    // Reports "Calc_MapaEaEWToAi failed".
+    int Calc_MapaEaWToAi(int nFaces, int newNNU, int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                         int* MapFace2CellEyD, double* aED, double* aWD, double* AELLD, int faceGrid);
+    // Matrix placement of partition-interface coefficients: AELLD(Px[f],
+    // Py[f]) = aED[f]. The third count is accepted and not used. One launch;
+    // reports "Calc_MapaEToAiPar failed".
+    int Calc_MapaEToAiPar(int nFaces, int new_nnu, int unused, int* ParMapFace2CellPxD, int* ParMapFace2CellPyD,
+                          double* aED, double* AELLD, int faceGrid);
+
+    // Cell gradients by the Gauss theorem, in the caller's steps: zero the
+    // outputs, Calc_GradFromInnerCF (or ...Par), Calc_GradFromBC once per
+    // boundary list (clear AELLDtemp first: its positions differ),
+    // Calc_GradCVCenter. The outputs are only added to.
+    //
+    // Interior faces: per face f (P = ijPD, E = ijED, w = leD) the field,
+    // the previous gradient df_d*0D and the centroid are interpolated along
+    // P-E (w*E + (1-w)*P), the field is corrected to the face centroid
+    // (xeD..) with that gradient (x, y, z terms added in order) and clipped
+    // to the range of fiD[P], fiD[E]; tempxD = sxD*value (y, z alike). Then
+    // per component a conservative-pair collect (+temp at the owner side,
+    // -temp at the neighbour side) and an all-rows update of rows
+    // 0 .. nCells-1 into df_dxD (df_dyD, df_dzD). 7 launches, each checked:
+    // "Calc_GradFromInnerCF_tempxyz failed", "Calc_GradFromInnerCF_xyz
+    // failed", "Calc_GradFromInnerCF_Updatedd failed". The previous gradient
+    // must be readable at every E index and must not alias the outputs; the
+    // scratch positions a face does not own must hold 0.
+    int Calc_GradFromInnerCF(int nFaces, int nCells, int new_nnu, int NColumnPerRow, double* fiD, double* df_dxD,
+                             double* df_dyD, double* df_dzD, double* df_dx0D, double* df_dy0D, double* df_dz0D,
+                             double* leD, int* ijPD, int* ijED, double* xcD, double* ycD, double* zcD, double* sxD,
+                             double* syD, double* szD, double* xeD, double* yeD, double* zeD, int* MapFace2CellPxD,
+                             int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD, double* tempxD,
+                             double* tempyD, double* tempzD, double* AELLDtemp, int faceGrid, int cellGrid);
+    // As Calc_GradFromInnerCF, but each update sums only the rows listed in
+    // Map2CellPED (nRows entries, distinct): neighbour-side values of faces
+    // whose E row is not listed stay in the scratch unsummed. Messages
+    // "Calc_GradFromInnerCF_tempxyz(Par) failed", "Calc_GradFromInnerCF_xyz
+    // (Par) failed" (without the space), "Calc_GradFromInnerCF_UpdateddPar
+    // failed".
+    int Calc_GradFromInnerCFPar(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double* fiD, double* df_dxD,
+                                double* df_dyD, double* df_dzD, double* df_dx0D, double* df_dy0D, double* df_dz0D,
+                                double* leD, int* ijPD, int* ijED, double* xcD, double* ycD, double* zcD,
+                                double* sxD, double* syD, double* szD, double* xeD, double* yeD, double* zeD,
+                                int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                int* MapFace2CellEyD, double* tempxD, double* tempyD, double* tempzD,
+                                double* AELLDtemp, int faceGrid, int cellGrid, int* Map2CellPED);
+    // One boundary list: tempxD[k] = sxD[k]*fiD[ijbD[k]] (the slot value,
+    // uncorrected; sxD.. the list's outward area vectors), then per
+    // component an owner-only collect through the list's slot map and a
+    // listed-rows update over Map2CellPD (nRows entries). The int* after
+    // df_dzD is accepted and not read. 7 launches: "Calc_GradFromBC_tempxyz
+    // failed", "Calc_GradFromBC_xyz failed", "Calc_GradFromBC_Updatedd_Opt
+    // failed". A list of length 0 leaves the outputs unchanged.
+    int Calc_GradFromBC(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double* fiD, double* df_dxD,
+                        double* df_dyD, double* df_dzD, int* unused, int* ijbD, double* sxD, double* syD,
+                        double* szD, double* tempxD, double* tempyD, double* tempzD, int* MapFace2CellPxD,
+                        int* MapFace2CellPyD, double* AELLDtemp, int* Map2CellPD, int faceGrid, int rowGrid);
+    // Divides the three components of every cell by volumeD. One launch;
+    // "Calc_GradCVCenter failed". A zero volume is not guarded (inf/NaN).
+    int Calc_GradCVCenter(int nCells, double* volumeD, double* df_dxD, double* df_dyD, double* df_dzD,
+                          int cellGrid);
+    // Copies the nine velocity-gradient components of each list entry's
+    // cell into its boundary slot: g[ijInOutletD[k]] = g[ijInOutletCVD[k]].
+    // One launch; reports "Calc_InletBoundary_Update_dd failed".
+    int Calc_InOutletBoundary_Update_dd(int nFaces, int* ijInOutletCVD, int* ijInOutletD, double* du_dxD,
+                                        double* du_dyD, double* du_dzD, double* dv_dxD, double* dv_dyD,
+                                        double* dv_dzD, double* dw_dxD, double* dw_dyD, double* dw_dzD, int grid);
+    // Wall faces: with m = FCRIMatchD[k] (0 or 1), each component becomes
+    // g[slot] = m*g[cell] + (m == 0 ? g[slot] : 0): a vent face takes the
+    // cell's gradient, a closed wall keeps its slot value. One launch;
+    // reports "Calc_WallBoundary_Update_dd failed".
+    int Calc_WallBoundary_Update_dd(int nFaces, int* ijWallCVD, int* ijWallD, int* FCRIMatchD, double* du_dxD,
+                                    double* du_dyD, double* du_dzD, double* dv_dxD, double* dv_dyD, double* dv_dzD,
+                                    double* dw_dxD, double* dw_dyD, double* dw_dzD, int grid);
     // @MESH-END
 
     // ---------------------------------------------------------------------
