@@ -177,6 +177,21 @@ TEST(BiCGSTAB, SchemeBExactZeroExits)
         EXPECT_TRUE(SameBits(r.resOut, r.resIn));
         for (int i = 0; i < 300; ++i) EXPECT_EQ(r.x[i], b[i] / d.aa[i]);
     }
+    // A tiny residual against a huge diagonal: rho > 0 but pHat = d P
+    // underflows to zero, so v = 0 and the loop stops at delta = 0 with x
+    // unchanged.
+    CsrMatrix huge = rvzmodel::Poisson3D(6, 6, 6);
+    for (int i = 0; i < huge.n; ++i) huge.aa[static_cast<size_t>(huge.ia[i])] = 1e300;
+    const std::vector<double> tiny(216, 1e-150);  // rho = 216e-300, a normal number
+    const std::vector<double> x0(216, 0.0);
+    for (Method method : {Method::BiCGSTAB, Method::BiCGSTABCallerStorage}) {
+        const SolveResult r = Solve(method, Storage::ELL, huge, tiny, x0, 1e-8, 50, 1);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_GT(r.resIn, 0.0);
+        EXPECT_EQ(r.iter, 1);
+        EXPECT_TRUE(SameBits(r.resOut, r.resIn));
+        EXPECT_TRUE(SameBits(r.x, x0));
+    }
 }
 
 TEST(BiCGSTAB, UnknownPreconditionerDoesNothing)
