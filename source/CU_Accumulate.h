@@ -1,0 +1,22 @@
+// Placement of face coefficients into the ELL matrix through the slot maps
+// of the face-to-cell accumulation. Implementation functions behind the
+// facade: block size first (only 256 runs; any other value returns 0
+// without work), selected device last (used only to name it in reports).
+// Plain C++.
+#pragma once
+
+namespace rvz {
+
+// AELLD(Px[f], Py[f]) = aED[f] and AELLD(Ex[f], Ey[f]) = aWD[f] for every
+// interior face. Reports "Calc_MapaEaEWToAi failed".
+int Calc_MapaEaWToAi(int BlockSize, int nFaces, int newNNU, const int* MapFace2CellPxD, const int* MapFace2CellPyD,
+                     const int* MapFace2CellExD, const int* MapFace2CellEyD, const double* aED, const double* aWD,
+                     double* AELLD, int faceGrid, int SelectedDevice);
+
+// AELLD(Px[f], Py[f]) = aED[f] for every partition-interface face; the third
+// count is not used. Reports "Calc_MapaEToAiPar failed".
+int Calc_MapaEToAiPar(int BlockSize, int nFaces, int new_nnu, int unused, const int* ParMapFace2CellPxD,
+                      const int* ParMapFace2CellPyD, const double* aED, double* AELLD, int faceGrid,
+                      int SelectedDevice);
+
+}  // namespace rvz
