@@ -230,6 +230,90 @@ public:
     // Distributed solvers
     // ---------------------------------------------------------------------
     // @DISTRIBUTED-BEGIN
+    // Conjugate gradient (plain, type 0, or Jacobi, type 1) for a matrix
+    // distributed by rows over processes, on CSR or ELL storage. Each process
+    // owns nnu rows; column indices at or above nnu name its halo positions
+    // nnu .. nnu+nHalo-1, whose values the caller has put into sol beyond
+    // nnu. Every reduced scalar is summed over all processes
+    // (CRVZCom::AllSum on comm, one call per scalar, four or five per
+    // iteration); after every update of the search direction its halo is
+    // refreshed through the host: for each neighbour the values at its
+    // sendIndex positions are packed one by one, exchanged with SendRecv
+    // (the j-th send and receive neighbours paired, so both lists must name
+    // the same ranks in the same order; tag of a message from s to t
+    // (s + 10t + 11) x 10) and unpacked at the recvIndex positions. CSR moves
+    // the whole local vector to the host and back per refresh; ELL gathers
+    // the sent values on the device and returns only the range of receive
+    // positions, on three streams it creates and destroys. After the loop the
+    // solution with its halo (nnu + nHalo values) ends in solHost, its halo
+    // refreshed (ELL: Isend, then Irecv and Wait per neighbour). Prints
+    // "CPUID:%d, CUDA_(J)CGPCSR..." or "...(J)CGPELL..." and, CSR on rank 0,
+    // "resIn=%e, tolerance=%e". Stops when ||r|| <= |tol| resIn (global) or
+    // after maxIter iterations; at least one runs unless resIn is exactly 0.
+    // A failed allocation or device step is reported with "CPUID:%d" and
+    // ends every process (CRVZCom::Abort). Returns 0; -1 when the block size
+    // is not 256; 0 without work for another preconditioner type. All
+    // processes must call together with consistent lists (not validated,
+    // except that the send and receive neighbour counts agree). The two
+    // unnamed int references are not used.
+    int CGP_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
+                double* solHost, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
+                RVZPreconditionType RVZPreconditionType, int& notUsed1, int& nSendNbr, int* sendNbr,
+                int* sendStart, int* sendIndex, int& nHalo, int& nRecvNbr, int* recvNbr, int* recvStart,
+                int* recvIndex, int& comm, int& rank, int& notUsed2, CRVZCom* com);
+    int CGP_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs, double* sol,
+                double* solHost, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
+                RVZPreconditionType RVZPreconditionType, int& notUsed1, int& nSendNbr, int* sendNbr,
+                int* sendStart, int* sendIndex, int& nHalo, int& nRecvNbr, int* recvNbr, int* recvStart,
+                int* recvIndex, int& comm, int& rank, int& notUsed2, CRVZCom* com);
+
+    // BiJCGSTABELL_woMalloc over processes (same arguments first, work
+    // vectors of workLength >= max(new_nnu, nnu + halo slots)), then: the
+    // message-passing object, the process count, an unused array, the
+    // exchange buffer (entries 1 .. the longest neighbour block), the 1-based
+    // host exchange data (nbrList[1..nNbr] neighbour ranks; nbrStart[rank]
+    // the first entry of that neighbour's block; sendIndexHost and
+    // recvIndexHost [1..NParInterFace] host positions, blocks contiguous in
+    // nbrList order), the host fields of pHat and sHat (indexed by host
+    // position), the device copy lists ijParCVD (sent cell) and ijParD
+    // (receiving halo slot), the device and host staging arrays out
+    // (ParD2HCopyListD, host) and in (ParH2DCopyListD, host), and the grid of
+    // the copy kernels. Every reduced scalar is summed over the processes
+    // with AllSum on CommHandle (not called with one process); just before
+    // v = A pHat and t = A sHat, the halo slots of pHat (sHat) are refreshed:
+    // gather, copy to the host field, per neighbour SendRecvReplace of its
+    // block (tag 100, a block of length 0 included; skipped with one process
+    // or no neighbour), scatter. Halo slots not in ijParD keep their values.
+    // With one process the result is that of BiJCGSTABELL_woMalloc, bit for
+    // bit. A device failure after the loop is reported ("Parallel BiJCGSTAB
+    // Computing failed") with the countdown and returned; nothing aborts.
+    // All processes must call together with matching lists (not validated).
+    int BiJCGSTABELL_woMallocPar(
+        int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs, double* sol,
+        double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter, double* resNextLevelD,
+        double* aDenominatorNextLevelD, double* rhoNextLevelD, double* sNextLevelD, double* omegaNumeratorNextLevelD,
+        double* omegaDenominatorNextLevelD, double* resD, double* PD, double* vD, double* restiltD, double* sD,
+        double* tD, double* diagonal_reciprocalD, double* ssD, double* ppD, int new_nnu, int nLevels, int* size,
+        int total, int* count, int* offset, int const& workLength, CRVZCom* com, int const& nProcs, double* notUsed,
+        double* exchangeBuffer, int* nbrList, int* nbrStart, int* sendIndexHost, int* recvIndexHost, int nNbr,
+        int NParInterFace, double* hostFieldP, double* hostFieldS, int* ijParCVD, int* ijParD,
+        double* ParD2HCopyListD, double* ParD2HCopyListHost, double* ParH2DCopyListD, double* ParH2DCopyListHost,
+        int copyGrid);
+    // The same, with one stream created per call (and destroyed before it
+    // returns) on which the copies of the initial residual sum and of rho are
+    // queued and waited for. Failure message "Parallel BiJCGSTAB-Stream
+    // Computing failed".
+    int BiJCGSTABELL_woMallocPar_Stream(
+        int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs, double* sol,
+        double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter, double* resNextLevelD,
+        double* aDenominatorNextLevelD, double* rhoNextLevelD, double* sNextLevelD, double* omegaNumeratorNextLevelD,
+        double* omegaDenominatorNextLevelD, double* resD, double* PD, double* vD, double* restiltD, double* sD,
+        double* tD, double* diagonal_reciprocalD, double* ssD, double* ppD, int new_nnu, int nLevels, int* size,
+        int total, int* count, int* offset, int const& workLength, CRVZCom* com, int const& nProcs, double* notUsed,
+        double* exchangeBuffer, int* nbrList, int* nbrStart, int* sendIndexHost, int* recvIndexHost, int nNbr,
+        int NParInterFace, double* hostFieldP, double* hostFieldS, int* ijParCVD, int* ijParD,
+        double* ParD2HCopyListD, double* ParD2HCopyListHost, double* ParH2DCopyListD, double* ParH2DCopyListHost,
+        int copyGrid);
     // @DISTRIBUTED-END
 
     // ---------------------------------------------------------------------
@@ -327,6 +411,398 @@ public:
     // Momentum and pressure correction
     // ---------------------------------------------------------------------
     // @FLOW-BEGIN
+    // ---- Momentum: interior faces (one coefficient set for u, v, w) ----
+    //
+    // Face f has owner P = ijPD[f], neighbour E = ijED[f], E-side weight
+    // w = leD[f], area vector S (P to E), d = centroid(E) - centroid(P),
+    // mass flux m = mfeD[f] and D = (|S||d|/(S.d+1e-30))|S|/|d|.
+    // Coefficients: aED = min(m,0) - mu_f D, aWD = -max(m,0) - mu_f D, mu_f
+    // interpolated from visD. Then for u, v, w in turn: the explicit face
+    // source tempD = gamma*(upwind - central flux) + mu_f*lambda*X with
+    // X = (G.S - Ds G.d) + T.S (G the component's interpolated gradient, T
+    // the matching row of the transposed gradient, Ds = |S|^2/(S.d+1e-30))
+    // and the limiter lambda = clip((psi Ds dphi + 1e-30)/((1-psi)X + 1e-30),
+    // 0, 1), psi = nonOrthLimitFactor; tempD goes to the owner's right-hand
+    // side and -tempD to the neighbour's through AELLDtemp (owner/neighbour
+    // slot maps), whose rows are then summed into SuD, SvD, SwD (added to).
+    // Launches: 1 + 3 x 3 kernels over faces/rows; reads about 30 doubles per
+    // face and component. AELLDtemp must hold 0 at every position the maps do
+    // not write (it is not cleared here). Maps, indices and the gradients'
+    // lengths (they are read at E) are not validated. Messages:
+    // "Calc_InnerFluxUVW_aEaW failed", "Calc_InnerFluxUVW_SourceTerm_Su/Sv/Sw
+    // failed", "Calc_InnerFluxUVW_SourceTerm failed",
+    // "Calc_InnerFluxUVW_UpdateSourceTerm failed". Rows 0 .. nCells-1 are updated.
+    int Calc_InnerFluxUVW(int nFaces, int nCells, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                          double gamma, int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD,
+                          double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD,
+                          double* dv_dzD, double* dw_dzD, double* xcD, double* ycD, double* zcD, double* uD,
+                          double* vD, double* wD, double* visD, double* sxD, double* syD, double* szD, double* mfeD,
+                          double* aED, double* aWD, double* SuD, double* SvD, double* SwD, double* tempD,
+                          int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD,
+                          double* AELLDtemp, int faceBlocks, int cellBlocks);
+    // As Calc_InnerFluxUVW, but the row sums go only to the nRows rows listed
+    // in Map2CellPBD (distinct cells, not validated); the update failure reads
+    // "Calc_InnerFluxUVW_UpdateSourceTerm_Opt failed".
+    int Calc_InnerFluxUVW_Opt(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                              double gamma, int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD,
+                              double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD,
+                              double* dv_dzD, double* dw_dzD, double* xcD, double* ycD, double* zcD, double* uD,
+                              double* vD, double* wD, double* visD, double* sxD, double* syD, double* szD,
+                              double* mfeD, double* aED, double* aWD, double* SuD, double* SvD, double* SwD,
+                              double* tempD, int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                              int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks,
+                              int* Map2CellPBD);
+    // As Calc_InnerFluxUVW_Opt with every interpolation weight equal to 1
+    // (face values taken at E).
+    int Calc_InnerFluxUVW_Opt_ONE(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                                  double gamma, int* ijPD, int* ijED, double* du_dxD, double* dv_dxD,
+                                  double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD,
+                                  double* dv_dzD, double* dw_dzD, double* xcD, double* ycD, double* zcD,
+                                  double* uD, double* vD, double* wD, double* visD, double* sxD, double* syD,
+                                  double* szD, double* mfeD, double* aED, double* aWD, double* SuD, double* SvD,
+                                  double* SwD, double* tempD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                  int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks,
+                                  int cellBlocks, int* Map2CellPBD);
+    // Partition-interface faces (P local, E the neighbour partition's copy):
+    // aED only ("Calc_InnerFluxUVW_aE failed"); sources as
+    // Calc_InnerFluxUVW_Opt. The neighbour-side scratch positions must lie in
+    // rows the list does not name, so they are never summed.
+    int Calc_InnerFluxUVW_Par(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                              double gamma, int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD,
+                              double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD,
+                              double* dv_dzD, double* dw_dzD, double* xcD, double* ycD, double* zcD, double* uD,
+                              double* vD, double* wD, double* visD, double* sxD, double* syD, double* szD,
+                              double* mfeD, double* aED, double* SuD, double* SvD, double* SwD, double* tempD,
+                              int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                              int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks,
+                              int* Map2CellPBD);
+
+    // ---- Momentum: face mass fluxes (one launch each) ----
+
+    // mfeD = (VFeD*denl + (1-VFeD)*deng)*MassFluxD per face. Reports
+    // "Calc_mfeD failed".
+    int Calc_mfeD(int nFaces, double denl, double deng, double* VFeD, double* MassFluxD, double* mfeD, int blocks);
+    // Partition faces: alpha = (1-w)VolFD[P] + w VolFD[E] with w = leParD[f];
+    // mfeD = (alpha*denl + (1-alpha)*deng)*MassFluxParD. Reports
+    // "Calc_SC_mfeD_Par failed".
+    int Calc_SC_mfeD_Par(int nFaces, double denl, double deng, int* ijCVPParD, int* ijCVEParD, double* leParD,
+                         double* VolFD, double* MassFluxParD, double* mfeD, int blocks);
+    // mfeInletD[k] = denD[ijInletD[k]]*MassFluxInletD[k], the density at the
+    // boundary slot. Reports "Calc_InletBoundary_mfeD failed".
+    int Calc_InletBoundary_mfeD(int nFaces, int* ijInletD, double* denD, double* MassFluxInletD, double* mfeInletD,
+                                int blocks);
+
+    // ---- Momentum: cell sources (one launch each; added to) ----
+
+    // S{u,v,w} += volumeD*denD*Grav{X,Y,Z}. Reports
+    // "Calc_GravityForceContribution failed".
+    int Calc_GravityForceContribution(int nCells, double GravX, double GravY, double GravZ, double* SuD, double* SvD,
+                                      double* SwD, double* volumeD, double* denD, int blocks);
+    // S{u,v,w} -= volumeD*dp_d{x,y,z}D. Reports
+    // "Calc_PressureSourceContribution failed".
+    int Calc_PressureSourceContribution(int nCells, double* volumeD, double* dp_dxD, double* dp_dyD, double* dp_dzD,
+                                        double* SuD, double* SvD, double* SwD, int blocks);
+    // Time term with a = denD*volumeD/(dt*dtNor) and B = BlendTime (0 implicit
+    // Euler, 1 three-level backward): Su += a((1+B)u0 - (B/2)u00) (v, w
+    // alike), APvD and APRD += a(1 + B/2). dt*dtNor = 0 is not guarded.
+    // Reports "Calc_UnsteadyTermContribution failed".
+    int Calc_UnsteadyTermContribution(int nCells, double dt, double dtNor, double BlendTime, double* denD,
+                                      double* volumeD, double* u0D, double* u00D, double* v0D, double* v00D,
+                                      double* w0D, double* w00D, double* SuD, double* SvD, double* SwD,
+                                      double* APvD, double* APRD, int blocks);
+    // The same a(1 + B/2) added to the diagonal AELLD[c] (column 0). Reports
+    // "Kernel_Calc_2ndImplicitEulerMethodAi failed".
+    int Calc_2ndImplicitEulerMethodAi(int nCells, double dt, double dtNor, double BlendTime, double* denD,
+                                      double* volumeD, double* AELLD, int blocks);
+
+    // ---- Momentum: boundary conditions ----
+    //
+    // List entry k has a boundary slot (ijWallD, ijInOutletD, ijSymmD), the
+    // adjacent cell (..CVD), and the per-entry arrays CBD (boundary
+    // coefficient, off-diagonal sign), coefD, Surf_DistWallD, FCRIMatchD
+    // (1 = vent, 0 = closed wall). The accumulating operations collect into
+    // AELLDtemp at the list's owner-side slot map and sum the nRows rows of
+    // Map2CellPD (distinct cells); positions the map does not write must
+    // hold 0. Indices and maps are not validated.
+
+    // FCRIMatchD[k] = VolFD[ijWallD[k]] < FCRI ? 1 : 0. Reports
+    // "Calc_UpdateFCRIMatch failed".
+    int Calc_UpdateFCRIMatch(int nFaces, int* ijWallD, double* VolFD, double FCRI, int* FCRIMatchD, int blocks);
+    // coefD[k] = visD[b]*Surf_DistWallD[k] and the slot velocity times m
+    // (b = ijWallD[k], m = FCRIMatchD[k]): closed walls get zero velocity.
+    // Reports "Calc_WallBoundary_UpdateUVW_coef failed".
+    int Calc_WallBoundary_UpdateUVW_coef(int nFaces, int* ijWallD, int* FCRIMatchD, double* Surf_DistWallD,
+                                         double* visD, double* coefD, double* uD, double* vD, double* wD,
+                                         int blocks);
+    // Wall terms: tempD = (m=0 ? coef : 0) - m CB, temp{x,y,z}D = the same
+    // times the slot velocity component; tempD is added to APvD and APRD,
+    // the components to SuD, SvD, SwD. The int* argument is not read. 1 + 4
+    // collects + 5 updates. Messages "Calc_WallBoundary_SourceTerm failed",
+    // "..._SourceTerm_APvAPR failed", "..._SourceTerm_SuSvSw failed",
+    // "Calc_WallBoundary_SourceTermUpdate_Opt failed".
+    int Calc_WallBoundary_SourceTerm(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* unused,
+                                     int* ijWallD, int* FCRIMatchD, double* CBD, double* coefD, double* uD,
+                                     double* vD, double* wD, double* APvD, double* APRD, double* SuD, double* SvD,
+                                     double* SwD, int* MapFace2CellPxD, int* MapFace2CellPyD, double* tempD,
+                                     double* tempxD, double* tempyD, double* tempzD, double* AELLDtemp,
+                                     int* Map2CellPD, int faceBlocks, int rowBlocks);
+    // Inlet/outlet terms: -CBD added to APvD and APRD, -CBD*phi(slot) to
+    // SuD, SvD, SwD for phi = u, v, w. The int* argument is not read.
+    // Messages "Calc_InOutletBoundary_SourceTerm_APvAPR failed",
+    // "..._SourceTerm_SuSvSw failed", "..._SourceTermUpdate_Opt failed".
+    int Calc_InOutletBoundary_SourceTerm(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* unused,
+                                         int* ijInOutletD, double* CBD, double* uD, double* vD, double* wD,
+                                         double* APvD, double* APRD, double* SuD, double* SvD, double* SwD,
+                                         int* MapFace2CellPxD, int* MapFace2CellPyD, double* AELLDtemp,
+                                         int* Map2CellPD, int faceBlocks, int rowBlocks);
+    // Copies the cell velocity into each symmetry slot (the normal component
+    // is removed after the correction, Calc_UpdateVelocitySymmetryBoundary).
+    // Reports "Calc_SymmetryBoundary_UpdateUVW failed".
+    int Calc_SymmetryBoundary_UpdateUVW(int nFaces, int* ijSymmCVD, int* ijSymmD, double* uD, double* vD,
+                                        double* wD, int blocks);
+    // Vent slots (m = 1) take the cell velocity, closed walls keep theirs.
+    // Reports "Calc_WallBoundary_UpdateUVW failed".
+    int Calc_WallBoundary_UpdateUVW(int nFaces, int* ijWallCVD, int* ijWallD, int* FCRIMatchD, double* uD,
+                                    double* vD, double* wD, int blocks);
+    // Direct diagonal path: -CBD added to the diagonal of the listed rows of
+    // AELLD. Messages "CalcUVW_InOutletAi failed", "..._Update_Opt failed".
+    int CalcUVW_InOutletAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                           int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD, int* Map2CellPD,
+                           int faceBlocks, int rowBlocks);
+    // Direct diagonal path: (m=0 ? coefD : 0) - m CBD added to the diagonal.
+    // Messages "CalcUVW_WallAi failed", "CalcUVW_WallAi_Update_Opt failed".
+    int CalcUVW_WallAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                       int* MapFace2CellPyD, int* FCRIMatchD, double* CBD, double* coefD, double* AELLDtemp,
+                       double* AELLD, int* Map2CellPD, int faceBlocks, int rowBlocks);
+
+    // ---- Momentum: final coefficients, valve gates, SIMPLEC factor ----
+
+    // Per row c < nnu, one component: s = sum of AELLD columns 1.. in order,
+    // AELLD(c,0) = (AD[c] - s)/relax (set), SfiD[c] += (1-relax)AELLD(c,0)
+    // fiD[c]. relax in (0, 1] is not validated. Reports
+    // "Calc_FinalCoeffRHS_fi failed".
+    int Calc_FinalCoeffRHS_Sfi(int nnu, int new_nnu, int NColumnPerRow, double relax, double* fiD, double* AELLD,
+                               double* AD, double* SfiD, int blocks);
+    // Explicit (Jacobi) update: fiD[c] = ((SfiD - s) + g)/a - g/a with s the
+    // neighbour sum over columns whose indexELLD is not -1, g =
+    // dp_d_D*volumeD and a = AELLD(c,0) + 1e-30. Neighbours are read as they
+    // were before the call (the new values pass through a work array of nnu
+    // doubles allocated and freed here; a failed allocation is reported by
+    // the memory reporter and its code returned, fiD untouched). Reports
+    // "Calc_FinalCoeffRHS_fi failed".
+    int Calc_FinalCoeffRHS_fi(int nnu, int new_nnu, int NColumnPerRow, int* indexELLD, double* AELLD, double* SfiD,
+                              double* dp_d_D, double* volumeD, double* fiD, int blocks);
+    // AELLD[i] *= AiModifiedD[i] on the diagonal. Reports
+    // "Calc_ModAi4ValveGate failed".
+    int Calc_ModAi4ValveGate(int nCells, int* AiModifiedD, double* AELLD, int blocks);
+    // APRD[i] = 1/(AELLD[i] + 1e-30). Reports "Calc_ModAi4ValveGate_APR failed".
+    int Calc_ModAi4ValveGate_APR(int nCells, double* APRD, double* AELLD, int blocks);
+    // APRD = APRD/(APRD*s + 1 + 1e-30), s the off-diagonal sum of the row:
+    // with APRD = 1/AP this is the SIMPLEC factor 1/(AP - sum|a_nb|).
+    // Reports "Calc_APR_SIMPLEC failed".
+    int Calc_APR_SIMPLEC(int nnu, int new_nnu, int NColumnPerRow, double* AELLD, double* APRD, int blocks);
+
+    // ---- Momentum: uniform inlet velocity (multi-level reductions) ----
+    //
+    // `blocks` first-level blocks of 256 entries, then the collecting passes
+    // of the level table for the inlet count (nLevels, count, offset, total,
+    // size) over buffers of `total` doubles, then blocking copies. A failed
+    // first level is reported; the rest still runs. Returns the first-level
+    // status. The table must belong to the inlet count (not validated).
+
+    // Total inlet area, the sum of |S|. Reports
+    // "Calc_GetInVel_TotalInletArea failed".
+    int Calc_GetInVel_TotalInletArea(int nFaces, double* ijInletSxD, double* ijInletSyD, double* ijInletSzD,
+                                     double* buffer, int blocks, int nLevels, const int* count, const int* offset,
+                                     int total, const int* size, double& TotalInletArea);
+    // Sets every inlet slot velocity to -q S, q = TotalMassInletAvg/|S|^2,
+    // and MassFluxInletD = u.S (= -TotalMassInletAvg on every face); returns
+    // TotalMomentum = sum |F| denl |u|, VelNorm = sum |u| and
+    // EstTotalVolumeInlet = sum -F. A zero-area face gives non-finite
+    // values (not guarded). Reports
+    // "Calc_GetInVel_UVW_TotalMomentum_VelNorm failed".
+    int Calc_GetInVel_UVW_TotalMomentum_VelNorm(int nFaces, double denl, double TotalMassInletAvg, int* ijInletD,
+                                                double* ijInletSxD, double* ijInletSyD, double* ijInletSzD,
+                                                double* MassFluxInletD, double* uD, double* vD, double* wD,
+                                                double* momentumBuffer, double* velNormBuffer, double* volumeBuffer,
+                                                int blocks, int nLevels, const int* count, const int* offset,
+                                                int total, const int* size, double& TotalMomentum, double& VelNorm,
+                                                double& EstTotalVolumeInlet);
+
+    // ---- Pressure correction: face fluxes and coefficients ----
+    //
+    // Interior face f (P = ijPD, E = ijED, w = leD, S, d): face velocity
+    // per component = median(phi(E), w phi(E) + (1-w) phi(P), phi(P)),
+    // U = u.S; A = APRD[P] + APRD[E]; dp* = (p(E) - p(P)) - mean cell
+    // gradient . d; c = |S||d|/(S.d + 1e-30). IsFaceMassFluxStab 0:
+    // a = -A|S|^2/2, mfeD = U + a dp*; 3: a = -c A|S|^2/2, mfeD = U + a dp*;
+    // other: a = -A|S|^2/2, mfeD = U + a c|S|/(|d|+1e-30) dp*. aED = aWD = a.
+    // The nine arrays after leD are not read. One launch; reads about 40
+    // doubles per face. Reports "Calc_InnerFluxPP_aEaW failed".
+    int Calc_InnerFluxPP(int nFaces, int* ijPD, int* ijED, double* leD, double* unused1, double* unused2,
+                         double* unused3, double* unused4, double* unused5, double* unused6, double* unused7,
+                         double* unused8, double* unused9, double* dp_dxD, double* dp_dyD, double* dp_dzD,
+                         double* xcD, double* ycD, double* zcD, double* uD, double* vD, double* wD, double* pD,
+                         double* APRD, double* sxD, double* syD, double* szD, double* mfeD, double* aED, double* aWD,
+                         int IsFaceMassFluxStab, int faceBlocks);
+    // Partition-interface faces: as Calc_InnerFluxPP, aED only. Reports
+    // "Calc_InnerFluxPP_aE failed".
+    int Calc_InnerFluxPP_Par(int nFaces, int* ijPD, int* ijED, double* leD, double* unused1, double* unused2,
+                             double* unused3, double* unused4, double* unused5, double* unused6, double* unused7,
+                             double* unused8, double* unused9, double* dp_dxD, double* dp_dyD, double* dp_dzD,
+                             double* xcD, double* ycD, double* zcD, double* uD, double* vD, double* wD, double* pD,
+                             double* APRD, double* sxD, double* syD, double* szD, double* mfeD, double* aED,
+                             int IsFaceMassFluxStab, int faceBlocks);
+    // Net inflow of every cell from the interior fluxes: the owner receives
+    // -MassFluxD, the neighbour +MassFluxD, through AELLDtemp; the row sums
+    // of rows 0 .. nCells-1 are added to SourceD. Messages
+    // "Calc_InnerFluxPP_UpdateSourceTerm_PE failed",
+    // "Calc_InnerFluxPP_UpdateSourceTerm_Update failed".
+    int Calc_InnerFluxPP_UpdateSourceTerm(int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                          int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                          int* MapFace2CellEyD, double* MassFluxD, double* AELLDtemp,
+                                          double* SourceD, int faceBlocks, int cellBlocks);
+    // Inlet in velocity control: -MassFluxInletD at the owner, summed into
+    // SourceD over the nRows rows of Map2CellPD. Messages
+    // "Calc_InnerFluxPP_Inlet_STATUS_VELY_CONTROL failed", "..._Update_Opt failed".
+    int Calc_InnerFluxPP_Inlet_STATUS_VELY_CONTROL(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                   int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                                   double* MassFluxInletD, double* AELLDtemp, double* SourceD,
+                                                   int* Map2CellPD, int faceBlocks, int rowBlocks);
+    // Inlet in pressure control (ijPD the inlet cells, ijED their slots,
+    // S outward, d = slot - cell centroid): p(slot) = SpruePress*1e7,
+    // pp(slot) = 0; a = -V APR c|S|/(|d|+1e-30) (IsFaceMassFluxStab != 0) or
+    // -APR|S|^2; aED[k] = a; mfeD[k] = u(P).S + a((p(slot)-p(P)) -
+    // grad p(P).d); the slot takes the cell velocity; -mfeD is summed into
+    // SourceD over Map2CellPD. Messages "Calc_InnerFluxPP_InletUpdateP_PP
+    // failed", "Calc_InnerFluxPP_BoundFluxMass_aEmfe failed",
+    // "Calc_InnerFluxPP_InletOutlet_Su failed", "..._Su_Update failed".
+    int Calc_InnerFluxPP_Inlet_STATUS_PRES_CONTROL(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                   int IsFaceMassFluxStab, double SpruePress, int* ijPD, int* ijED,
+                                                   double* uD, double* vD, double* wD, double* xcD, double* ycD,
+                                                   double* zcD, double* dp_dxD, double* dp_dyD, double* dp_dzD,
+                                                   double* volumeD, double* APRD, double* mfeD, double* sxD,
+                                                   double* syD, double* szD, double* pD, double* ppD, double* aED,
+                                                   double* SourceD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                                   double* AELLDtemp, int* Map2CellPD, int faceBlocks, int rowBlocks);
+    // Wall vents (m = FCRIMatchD[k]): as the pressure-controlled inlet with
+    // the slot velocity, aED = m a + (m=0 ? aED : 0), mfeD likewise (closed
+    // walls keep their entries), -m mfeD summed into SourceD. Messages
+    // "Calc_InnerFluxPP_BoundFluxMassAlt_aEmfe failed",
+    // "Calc_InnerFluxPP_Wall_Su failed", "Calc_InnerFluxPP_Wall_Su_Update_Opt failed".
+    int Calc_InnerFluxPP_WallBoundary_BoundFluxMassAlt(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                       int IsFaceMassFluxStab, int* ijPD, int* ijED,
+                                                       int* FCRIMatchD, double* uD, double* vD, double* wD,
+                                                       double* xcD, double* ycD, double* zcD, double* dp_dxD,
+                                                       double* dp_dyD, double* dp_dzD, double* sxD, double* syD,
+                                                       double* szD, double* volumeD, double* APRD, double* pD,
+                                                       double* aED, double* mfeD, double* SourceD,
+                                                       int* MapFace2CellPxD, int* MapFace2CellPyD, double* AELLDtemp,
+                                                       int* Map2CellPD, int faceBlocks, int rowBlocks);
+    // -CBD added to the diagonal of the listed rows. Messages
+    // "Calc_InnerFluxPP_InletAi failed", "..._Update_Opt failed".
+    int Calc_InnerFluxPP_InletAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                                 int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD, int* Map2CellPD,
+                                 int faceBlocks, int rowBlocks);
+    // -m CBD added to the diagonal of the listed rows. Messages
+    // "CalcPP_WallAi failed", "CalcPP_WallAi_Update_Opt failed".
+    int CalcPP_WallAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                      int* MapFace2CellPyD, int* FCRIMatchD, double* CBD, double* AELLDtemp, double* AELLD,
+                      int* Map2CellPD, int faceBlocks, int rowBlocks);
+
+    // ---- Pressure correction: final diagonal and sums ----
+    //
+    // Reductions: first level over the count (its block count is size[1] of
+    // the level table, which must belong to that count, n >= 1), collecting
+    // passes of 256 entries, blocking copy of the total. A failed first level
+    // is reported; the rest still runs; the first-level status is returned.
+
+    // Per row i < NInnerCell: AELLD(i,0) = (AELLD(i,0) - sum of columns
+    // 1..)/rr, SuD[i] += (1-rr) AELLD(i,0) ppD[i]; returns the sum of SuD.
+    // Reports "CalcPP_AiSuMassSum failed".
+    int Calc_AiSuMassSum(int NInnerCell, int new_nnu, int NColumnPerRow, double rr, double* ppD, double* AELLD,
+                         double* SuD, double& sum, double* buffer, int nLevels, const int* count, const int* offset,
+                         int total, const int* size);
+    // ppD = 0 (the solver's initial guess) and the total imbalance, the sum
+    // of SuD. Reports "Calc_CheckSum failed".
+    int Calc_CheckSum(int nCells, double* ppD, double* SuD, double& sum, double* buffer, int nLevels,
+                      const int* count, const int* offset, int total, const int* size);
+
+    // ---- Pressure correction: boundary values of p or pp (one launch) ----
+
+    // Closed wall: the cell's value; vent (m = 1): 0. Reports
+    // "Calc_UpdateBoundaryPP_Wall failed".
+    int Calc_UpdateBoundaryPP_Wall(int nFaces, int* ijWallD, int* ijWallCVD, int* FCRIMatchD, double* fiD,
+                                   int blocks);
+    // The cell's value. Reports "Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL failed".
+    int Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL(int nFaces, int* ijInletD, int* ijInletCVD, double* fiD,
+                                                        int blocks);
+    // 0. Reports "Calc_UpdateBoundaryPP_Inlet_STATUS_PRES_CONTROL failed".
+    int Calc_UpdateBoundaryPP_Inlet_STATUS_PRES_CONTROL(int nFaces, int* ijInletD, double* fiD, int blocks);
+    // The cell's value. Reports "Calc_UpdateBoundaryPP_Outlet failed".
+    int Calc_UpdateBoundaryPP_Outlet(int nFaces, int* ijOutletD, int* ijOutletCVD, double* fiD, int blocks);
+    // The cell's value. Reports "Calc_UpdateBoundaryPP_Symm failed".
+    int Calc_UpdateBoundaryPP_Symm(int nFaces, int* ijSymmD, int* ijSymmCVD, double* fiD, int blocks);
+
+    // ---- Pressure correction: corrections after the solve ----
+
+    // Per cell, dp_d*D the gradient of pp: unless iflag = 2, pD += relax(ppD -
+    // ppo); unless iflag = 1, (u,v,w) -= volumeD APRD grad pp and SuD = 0.
+    // Reports "Calc_CorrectPressureVelocityCV failed".
+    int Calc_CorrectPressureVelocityCV(int nCells, double relax, double ppo, int iflag, double* volumeD,
+                                       double* APRD, double* ppD, double* pD, double* dp_dxD, double* dp_dyD,
+                                       double* dp_dzD, double* uD, double* vD, double* wD, double* SuD, int blocks);
+    // MassFluxD[f] += AELLD(P, Py[f]) (pp(E) - pp(P)), P = Px[f], E = Ex[f]:
+    // the coefficient read at the face's owner-side matrix position
+    // (MapFace2CellEyD is not read). Reports "CalcPP_CorrectMassFlux failed".
+    int CalcPP_CorrectMassFlux(int nFaces, int new_nnu, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                               int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLD, double* ppD,
+                               double* MassFluxD, int blocks);
+    // Non-orthogonal flux correction with g the mean pp gradient of P and E:
+    // t = -(APRD[P]+APRD[E])/2 ((S.d)S - |S|^2 d).g; MassFluxD += t,
+    // tempD = t; -t to the owner and +t to the neighbour, row sums added to
+    // SourceD (rows 0 .. nCells-1). Messages "Calc_InnerFluxPPCorr failed",
+    // "Calc_InnerFluxPPCorr_PE failed", "Calc_InnerFluxPPCorr_Update failed".
+    int Calc_InnerFluxPPCorr(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* ijPD, int* ijED,
+                             double* SxD, double* SyD, double* SzD, double* xcD, double* ycD, double* zcD,
+                             double* APRD, double* dp_dxD, double* dp_dyD, double* dp_dzD, double* MassFluxD,
+                             double* SourceD, int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                             int* MapFace2CellEyD, double* AELLDtemp, double* tempD, int faceBlocks, int cellBlocks);
+    // Symmetry slot velocity = cell velocity minus its normal component
+    // (a zero-area face gives NaN, not guarded). Reports
+    // "Calc_UpdateVelocitySymmetryBoundary failed".
+    int Calc_UpdateVelocitySymmetryBoundary(int nFaces, int* ijSymmCVD, int* ijSymmD, double* ijSymmSxD,
+                                            double* ijSymmSyD, double* ijSymmSzD, double* uD, double* vD,
+                                            double* wD, int blocks);
+    // Velocity control: MassFluxInletD = u(slot).S; returns the inflow, the
+    // sum of -MassFluxInletD. Reports
+    // "Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL failed".
+    int Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL(int nFaces, int* ijInletD, double* uD, double* vD, double* wD,
+                                                      double* ijInletSxD, double* ijInletSyD, double* ijInletSzD,
+                                                      double* MassFluxInletD, double& inflow, double* buffer,
+                                                      int nLevels, const int* count, const int* offset, int total,
+                                                      const int* size);
+    // Pressure control: f = V(P) APR(P)/sqrt(|S|^2|d|^2), c = f (pp(slot) -
+    // pp(P)); slot velocity -= c S, MassFluxInletD -= c|S|^2; returns the
+    // inflow (sum of -MassFluxInletD) and the sum of the new slot speeds.
+    // Reports "Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL failed".
+    int Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL(int nFaces, int* ijInletCVD, int* ijInletD, double* xcD,
+                                                      double* ycD, double* zcD, double* uD, double* vD, double* wD,
+                                                      double* ijInletSxD, double* ijInletSyD, double* ijInletSzD,
+                                                      double* volumeD, double* APRD, double* ppD,
+                                                      double* MassFluxInletD, double& inflow, double& speedSum,
+                                                      double* inflowBuffer, double* speedBuffer, int nLevels,
+                                                      const int* count, const int* offset, int total,
+                                                      const int* size);
+    // Vents: as the pressure-controlled inlet with c times m on
+    // MassFluxWallD; returns the vent outflow, the sum of m MassFluxWallD.
+    // Reports "Calc_CorrectVelocityWallOutlet failed".
+    int Calc_CorrectVelocityWallOutlet(int nFaces, int* ijWallCVD, int* ijWallD, int* FCRIMatchD, double* xcD,
+                                       double* ycD, double* zcD, double* uD, double* vD, double* wD,
+                                       double* ijWallSxD, double* ijWallSyD, double* ijWallSzD, double* volumeD,
+                                       double* APRD, double* ppD, double* MassFluxWallD, double& ventOutflow,
+                                       double* buffer, int nLevels, const int* count, const int* offset, int total,
+                                       const int* size);
     // @FLOW-END
 
     // ---------------------------------------------------------------------
