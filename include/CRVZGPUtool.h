@@ -178,12 +178,12 @@ public:
     // the loop (reported as "Computing failed").
     int CG_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
                double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter,
-               RVZPreconditionType RVZPreconditionType);
+               RVZPreconditionType preconditioner);
     // The same on ELL storage; additionally prints the device memory the
     // solve needs ("RequiredGPUMemoryInMB=").
     int CG_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs, double* sol,
                double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
-               RVZPreconditionType RVZPreconditionType);
+               RVZPreconditionType preconditioner);
 
     // BiCGSTAB for a non-symmetric matrix, plain (type 0) or right-
     // preconditioned with the inverse diagonal (type 1); other types return
@@ -196,7 +196,7 @@ public:
     // error after the loop ("Computing failed").
     int BiCGSTAB_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
                      double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter,
-                     RVZPreconditionType RVZPreconditionType);
+                     RVZPreconditionType preconditioner);
     // On ELL storage. Type 0 behaves as BiCGSTAB_CSR (start line
     // "CUDA_BiCGSTABELL"). Type 1 prints nothing and stops silently at the
     // first exact zero of rho, beta, r~.v, alpha, t.t or omega; its
@@ -206,7 +206,7 @@ public:
     // and iter untouched.
     int BiCGSTAB_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs,
                      double* sol, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
-                     RVZPreconditionType RVZPreconditionType);
+                     RVZPreconditionType preconditioner);
     // Jacobi BiCGSTAB on ELL storage (as BiCGSTAB_ELL type 1) in caller
     // storage, so that a time loop allocates nothing: six partial-sum
     // buffers of `total` doubles (residual, alpha denominator, rho, s, omega

@@ -32,34 +32,34 @@ int CRVZGPUtool::ja2indexELL(int const& nnu, int const& NColumnPerRow, int const
 
 int CRVZGPUtool::CG_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
                         double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter,
-                        RVZPreconditionType RVZPreconditionType)
+                        RVZPreconditionType preconditioner)
 {
     return rvz::CG_CSR(m_Imple->BlockSize, nnu, nna, ia, ja, aa, rhs, sol, tol, resIn, resOut, iter, maxIter,
-                       RVZPreconditionType, m_Imple->SelectedDevice);
+                       preconditioner, m_Imple->SelectedDevice);
 }
 
 int CRVZGPUtool::CG_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs,
                         double* sol, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
-                        RVZPreconditionType RVZPreconditionType)
+                        RVZPreconditionType preconditioner)
 {
     return rvz::CG_ELL(m_Imple->BlockSize, nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, tol, resIn, resOut, iter,
-                       maxIter, RVZPreconditionType, m_Imple->SelectedDevice);
+                       maxIter, preconditioner, m_Imple->SelectedDevice);
 }
 
 int CRVZGPUtool::BiCGSTAB_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs,
                               double* sol, double const& tol, double& resIn, double& resOut, int& iter,
-                              int const& maxIter, RVZPreconditionType RVZPreconditionType)
+                              int const& maxIter, RVZPreconditionType preconditioner)
 {
     return rvz::BiCGSTAB_CSR(m_Imple->BlockSize, nnu, nna, ia, ja, aa, rhs, sol, tol, resIn, resOut, iter, maxIter,
-                             RVZPreconditionType, m_Imple->SelectedDevice);
+                             preconditioner, m_Imple->SelectedDevice);
 }
 
 int CRVZGPUtool::BiCGSTAB_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs,
                               double* sol, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
-                              RVZPreconditionType RVZPreconditionType)
+                              RVZPreconditionType preconditioner)
 {
     return rvz::BiCGSTAB_ELL(m_Imple->BlockSize, nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, tol, resIn, resOut,
-                             iter, maxIter, RVZPreconditionType, m_Imple->SelectedDevice);
+                             iter, maxIter, preconditioner, m_Imple->SelectedDevice);
 }
 
 int CRVZGPUtool::BiJCGSTABELL_woMalloc(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL,
