@@ -1,0 +1,55 @@
+// Launch helpers of the momentum and pressure-correction families: one
+// collect or update step of the shared face-to-cell accumulation followed
+// by its status check. Inline host functions over the kernels of
+// CUK_Accumulate.cuh; included by CU_CalcUVW.cu and CU_CalcPP.cu.
+#pragma once
+
+#include "platform/rvz_platform.h"
+
+#include "CUK_Accumulate.cuh"
+#include "CU_checkError.h"
+
+namespace rvz {
+namespace flow {
+
+using accum::Sign;
+
+// Row sums of the scratch added to target[r] for r = 0 .. nRows-1.
+inline int UpdateAllRows(int nRows, int new_nnu, int nCol, const double* AELLDtemp, double* target, int rowGrid,
+                         const char* message, int device)
+{
+    RVZ_LAUNCH(Kernel_UpdateRows<accum::AllRows>, rowGrid, kBlockSize, 0, 0)
+    (nRows, new_nnu, nCol, AELLDtemp, nullptr, target);
+    return CheckStep(message, device);
+}
+
+// Row sums of the scratch added to target[rowList[t]] for t < nRows.
+inline int UpdateListedRows(int nRows, int new_nnu, int nCol, const double* AELLDtemp, const int* rowList,
+                            double* target, int rowGrid, const char* message, int device)
+{
+    RVZ_LAUNCH(Kernel_UpdateRows<accum::ListedRows>, rowGrid, kBlockSize, 0, 0)
+    (nRows, new_nnu, nCol, AELLDtemp, rowList, target);
+    return CheckStep(message, device);
+}
+
+// Owner-only collect of +v[k] (Plus) or -v[k] (Minus).
+template <Sign S>
+int CollectOwnerOnly(int nFaces, int new_nnu, const int* Px, const int* Py, const double* values, double* AELLDtemp,
+                     int faceGrid, const char* message, int device)
+{
+    RVZ_LAUNCH(Kernel_CollectOwnerOnly<S>, faceGrid, kBlockSize, 0, 0)(nFaces, new_nnu, Px, Py, values, AELLDtemp);
+    return CheckStep(message, device);
+}
+
+// Conservative pair: (v, -v) for Plus, (-v, +v) for Minus.
+template <Sign S>
+int CollectConservativePair(int nFaces, int new_nnu, const int* Px, const int* Py, const int* Ex, const int* Ey,
+                            const double* values, double* AELLDtemp, int faceGrid, const char* message, int device)
+{
+    RVZ_LAUNCH(Kernel_CollectConservativePair<S>, faceGrid, kBlockSize, 0, 0)
+    (nFaces, new_nnu, Px, Py, Ex, Ey, values, AELLDtemp);
+    return CheckStep(message, device);
+}
+
+}  // namespace flow
+}  // namespace rvz
