@@ -121,6 +121,7 @@ TEST(MeshGeometry, ClosedCellsVolumesAndSlotMapsOnGeneratedBoxes)
     BoxOptions sheared = Box(4, false, 0.0);
     sheared.unevenPlanes = true;
     sheared.shear = 0.4;
+    sheared.tilt = 0.3;
     ExpectSoundMesh(BuildMesh(MakeBox(sheared)), 2.0 * 1.5 * 0.5);
 }
 

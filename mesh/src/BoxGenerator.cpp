@@ -1,4 +1,5 @@
 // Structured boxes of hexahedra or tetrahedra, optionally distorted.
+#include <array>
 #include <cstdint>
 
 #include "rvzgpu_mesh/Mesh.h"
@@ -43,6 +44,31 @@ std::vector<double> Planes(int n, double origin, double length, bool uneven, Ran
     return planes;
 }
 
+// The point on the planes x = a + sa.(y, z), y = b + sb.(x, z),
+// z = c + sc.(x, y), by Cramer's rule.
+void Intersect(double a, const std::array<double, 2>& sa, double b, const std::array<double, 2>& sb, double c,
+               const std::array<double, 2>& sc, double& x, double& y, double& z)
+{
+    // Rows: x - sa0 y - sa1 z = a; -sb0 x + y - sb1 z = b; -sc0 x - sc1 y + z = c.
+    const double m[3][3] = {{1.0, -sa[0], -sa[1]}, {-sb[0], 1.0, -sb[1]}, {-sc[0], -sc[1], 1.0}};
+    const double r[3] = {a, b, c};
+    auto det = [](const double q[3][3]) {
+        return q[0][0] * (q[1][1] * q[2][2] - q[1][2] * q[2][1]) - q[0][1] * (q[1][0] * q[2][2] - q[1][2] * q[2][0]) +
+               q[0][2] * (q[1][0] * q[2][1] - q[1][1] * q[2][0]);
+    };
+    const double d = det(m);
+    double out[3];
+    for (int col = 0; col < 3; ++col) {
+        double q[3][3];
+        for (int row = 0; row < 3; ++row)
+            for (int k = 0; k < 3; ++k) q[row][k] = k == col ? r[row] : m[row][k];
+        out[col] = det(q) / d;
+    }
+    x = out[0];
+    y = out[1];
+    z = out[2];
+}
+
 // The six tetrahedra of a hexahedron around its diagonal 0-6 (Kuhn split):
 // every hexahedron is split alike, so neighbouring splits match.
 const int kKuhnTets[6][4] = {{0, 1, 2, 6}, {0, 2, 3, 6}, {0, 3, 7, 6}, {0, 7, 4, 6}, {0, 4, 5, 6}, {0, 5, 1, 6}};
@@ -57,11 +83,25 @@ MeshInput MakeBox(const BoxOptions& o)
     const std::vector<double> px = Planes(o.nx, o.x0, o.lx, o.unevenPlanes, random);
     const std::vector<double> py = Planes(o.ny, o.y0, o.ly, o.unevenPlanes, random);
     const std::vector<double> pz = Planes(o.nz, o.z0, o.lz, o.unevenPlanes, random);
+    // Slopes of the interior planes: x = px + sx1*(y - y0) + sx2*(z - z0), and
+    // alike; a plane moves by at most `tilt` of its spacing across the box.
+    auto slopes = [&](const std::vector<double>& p, double l1, double l2) {
+        const int n = static_cast<int>(p.size()) - 1;
+        std::vector<std::array<double, 2>> s(static_cast<size_t>(n) + 1, {0.0, 0.0});
+        for (int i = 1; i < n && o.tilt > 0.0; ++i) {
+            const double h = 0.5 * (p[i + 1] - p[i - 1]);
+            s[i] = {random.Uniform(-o.tilt, o.tilt) * h / l1, random.Uniform(-o.tilt, o.tilt) * h / l2};
+        }
+        return s;
+    };
+    const auto tx = slopes(px, o.ly, o.lz), ty = slopes(py, o.lx, o.lz), tz = slopes(pz, o.lx, o.ly);
     auto node = [&](int i, int j, int k) { return (k * (o.ny + 1) + j) * (o.nx + 1) + i; };
     for (int k = 0; k <= o.nz; ++k)
         for (int j = 0; j <= o.ny; ++j)
             for (int i = 0; i <= o.nx; ++i) {
-                double x = px[i], y = py[j], z = pz[k];
+                double x, y, z;
+                Intersect(px[i] - tx[i][0] * o.y0 - tx[i][1] * o.z0, tx[i], py[j] - ty[j][0] * o.x0 - ty[j][1] * o.z0,
+                          ty[j], pz[k] - tz[k][0] * o.x0 - tz[k][1] * o.y0, tz[k], x, y, z);
                 const bool inside = i > 0 && i < o.nx && j > 0 && j < o.ny && k > 0 && k < o.nz;
                 if (inside && o.perturbation > 0.0) {
                     const double a = o.perturbation;

@@ -170,6 +170,12 @@ struct BoxOptions {
     // planar faces.
     bool unevenPlanes = false;
     double shear = 0.0;
+    // Interior node planes tilted at random, each moving by up to this
+    // fraction of its spacing along each other axis of the box; nodes
+    // are the planes' intersections, so faces stay planar while opposite
+    // faces of a cell are not parallel (face centroids off the line
+    // between the cell centroids).
+    double tilt = 0.0;
     unsigned long long seed = 1;
     bool tetrahedra = false;
     // Kinds of the sides x-, x+, y-, y+, z-, z+.
