@@ -1,0 +1,70 @@
+// A device failure inside a distributed solver ends every process: the
+// last rank's launches fail, it reports "CPUID:<rank>" and aborts the run
+// through CRVZComMPI with the failure's code; the other ranks are waiting
+// in a collective call and are ended with it. The exit status of mpirun is
+// checked by mpi_abort_check.cmake.
+#include <mpi.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "CRVZComMPI.h"
+#include "CRVZGPUtool.h"
+#include "RVZPartition.h"
+#include "platform/rvz_platform.h"
+#include "../../examples/rvzgpu_solve/model_problems.h"
+#if !RVZGPU_BACKEND_CUDA
+#include "platform/host_test_hooks.h"
+#endif
+
+int main(int argc, char** argv)
+{
+    MPI_Init(&argc, &argv);
+#if RVZGPU_BACKEND_CUDA
+    std::printf("fault injection needs the host backend\n");
+    MPI_Finalize();
+    return 77;
+#else
+    CRVZComMPI com;
+    const int rank = com.Rank(), size = com.Size();
+    CRVZGPUtool tool;
+    tool.SetDeviceToUse(0);
+    const rvzmodel::CsrMatrix m = rvzmodel::Poisson3D(8, 8, 8);
+    const rvzpart::Part part =
+        rvzpart::BuildPart(m.n, m.ia, m.ja, m.aa, rvzpart::SlabOwners(8, 8, 8, size), rank, size);
+
+    int *ia = nullptr, *ja = nullptr;
+    double *aa = nullptr, *rhs = nullptr, *sol = nullptr;
+    tool.AllocateDeviceMemory(part.nnu + 1, ia);
+    tool.AllocateDeviceMemory(part.nna(), ja);
+    tool.AllocateDeviceMemory(part.nna(), aa);
+    tool.AllocateDeviceMemory(part.nnu, rhs);
+    tool.AllocateDeviceMemory(part.localLength(), sol);
+    std::vector<int> pia(part.ia), pja(part.ja), sendNbr(part.sendNbr), sendStart(part.sendStart),
+        sendIndex(part.sendIndex), recvNbr(part.recvNbr), recvStart(part.recvStart), recvIndex(part.recvIndex);
+    std::vector<double> paa(part.aa), b(static_cast<size_t>(part.nnu), 1.0);
+    tool.DataCopyHost2Device(part.nnu + 1, pia.data(), ia);
+    tool.DataCopyHost2Device(part.nna(), pja.data(), ja);
+    tool.DataCopyHost2Device(part.nna(), paa.data(), aa);
+    tool.DataCopyHost2Device(part.nnu, b.data(), rhs);
+    sendIndex.push_back(0);
+    recvIndex.push_back(0);
+
+    // The failing rank's launches fail from its third on; the failure shows
+    // in the check after the loop.
+    if (rank == size - 1) rvz::host::testing::inject_launch_faults(1000000, cudaErrorLaunchOutOfResources, 2);
+    std::vector<double> solHost(static_cast<size_t>(part.localLength()));
+    double resIn = 0, resOut = 0;
+    int iter = 0, nSend = part.nNbr(), nRecv = part.nNbr(), nHalo = part.nHalo, comm = com.CommHandle, r = rank,
+        unused = 0;
+    tool.CGP_CSR(part.nnu, part.nna(), ia, ja, aa, rhs, sol, solHost.data(), 1e-8, resIn, resOut, iter, 50, 0, unused,
+                 nSend, sendNbr.data(), sendStart.data(), sendIndex.data(), nHalo, nRecv, recvNbr.data(),
+                 recvStart.data(), recvIndex.data(), comm, r, unused, &com);
+    // Not reached on any rank: the failing rank aborts the run, and the
+    // others wait for it in their next collective call.
+    MPI_Barrier(MPI_COMM_WORLD);
+    std::printf("rank %d returned from the solver\n", rank);
+    MPI_Finalize();
+    return 0;
+#endif
+}
