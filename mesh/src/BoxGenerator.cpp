@@ -77,6 +77,9 @@ const int kKuhnTets[6][4] = {{0, 1, 2, 6}, {0, 2, 3, 6}, {0, 3, 7, 6}, {0, 7, 4,
 
 MeshInput MakeBox(const BoxOptions& o)
 {
+    if (o.nx < 1 || o.ny < 1 || o.nz < 1)
+        throw MeshError("box", 0, "a box needs at least one cell along each axis");
+    if (!(o.lx > 0.0 && o.ly > 0.0 && o.lz > 0.0)) throw MeshError("box", 0, "a box needs positive side lengths");
     MeshInput in;
     in.source = "box";
     Random random(o.seed);

@@ -315,6 +315,13 @@ int LargestColumnUse(const BoundaryList& list)
 Mesh BuildMesh(const MeshInput& original, const BuildOptions& options)
 {
     const int nNodes = static_cast<int>(original.x.size());
+    for (int c = 0; c < original.nCells(); ++c) {
+        if (original.cellStart[c + 1] - original.cellStart[c] != NodeCount(original.shape[c]))
+            throw MeshError(original.source, original.cellLine[c],
+                            "cell " + std::to_string(c) + " has " +
+                                std::to_string(original.cellStart[c + 1] - original.cellStart[c]) +
+                                " nodes; its shape has " + std::to_string(NodeCount(original.shape[c])));
+    }
     for (int c = 0; c < original.nCells(); ++c)
         for (int k = original.cellStart[c]; k < original.cellStart[c + 1]; ++k)
             if (original.cellNodes[k] < 0 || original.cellNodes[k] >= nNodes)
