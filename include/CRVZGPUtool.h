@@ -258,12 +258,12 @@ public:
     // unnamed int references are not used.
     int CGP_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
                 double* solHost, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
-                RVZPreconditionType RVZPreconditionType, int& notUsed1, int& nSendNbr, int* sendNbr,
+                RVZPreconditionType preconditioner, int& notUsed1, int& nSendNbr, int* sendNbr,
                 int* sendStart, int* sendIndex, int& nHalo, int& nRecvNbr, int* recvNbr, int* recvStart,
                 int* recvIndex, int& comm, int& rank, int& notUsed2, CRVZCom* com);
     int CGP_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs, double* sol,
                 double* solHost, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
-                RVZPreconditionType RVZPreconditionType, int& notUsed1, int& nSendNbr, int* sendNbr,
+                RVZPreconditionType preconditioner, int& notUsed1, int& nSendNbr, int* sendNbr,
                 int* sendStart, int* sendIndex, int& nHalo, int& nRecvNbr, int* recvNbr, int* recvStart,
                 int* recvIndex, int& comm, int& rank, int& notUsed2, CRVZCom* com);
 

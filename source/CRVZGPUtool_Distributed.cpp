@@ -7,23 +7,23 @@
 
 int CRVZGPUtool::CGP_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
                          double* solHost, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
-                         RVZPreconditionType RVZPreconditionType, int& /*notUsed1*/, int& nSendNbr, int* sendNbr,
+                         RVZPreconditionType preconditioner, int& /*notUsed1*/, int& nSendNbr, int* sendNbr,
                          int* sendStart, int* sendIndex, int& nHalo, int& nRecvNbr, int* recvNbr, int* recvStart,
                          int* recvIndex, int& comm, int& rank, int& /*notUsed2*/, CRVZCom* com)
 {
     return rvz::CGP_CSR(m_Imple->BlockSize, nnu, nna, ia, ja, aa, rhs, sol, solHost, tol, resIn, resOut, iter, maxIter,
-                        RVZPreconditionType, nSendNbr, sendNbr, sendStart, sendIndex, nHalo, nRecvNbr, recvNbr,
+                        preconditioner, nSendNbr, sendNbr, sendStart, sendIndex, nHalo, nRecvNbr, recvNbr,
                         recvStart, recvIndex, comm, rank, com, m_Imple->SelectedDevice);
 }
 
 int CRVZGPUtool::CGP_ELL(int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs,
                          double* sol, double* solHost, double const& tol, double& resIn, double& resOut, int& iter,
-                         int maxIter, RVZPreconditionType RVZPreconditionType, int& /*notUsed1*/, int& nSendNbr,
+                         int maxIter, RVZPreconditionType preconditioner, int& /*notUsed1*/, int& nSendNbr,
                          int* sendNbr, int* sendStart, int* sendIndex, int& nHalo, int& nRecvNbr, int* recvNbr,
                          int* recvStart, int* recvIndex, int& comm, int& rank, int& /*notUsed2*/, CRVZCom* com)
 {
     return rvz::CGP_ELL(m_Imple->BlockSize, nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, solHost, tol, resIn, resOut,
-                        iter, maxIter, RVZPreconditionType, nSendNbr, sendNbr, sendStart, sendIndex, nHalo, nRecvNbr,
+                        iter, maxIter, preconditioner, nSendNbr, sendNbr, sendStart, sendIndex, nHalo, nRecvNbr,
                         recvNbr, recvStart, recvIndex, comm, rank, com, m_Imple->SelectedDevice);
 }
 
