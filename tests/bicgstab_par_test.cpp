@@ -193,6 +193,20 @@ TEST(BiJCGSTABPar, StreamDriverMatchesThePlainDriver)
     }
 }
 
+TEST(BiJCGSTABPar, SameBitsForEveryThreadCount)
+{
+    const CsrMatrix m = rvzmodel::ConvectionDiffusion3D(16, 16, 8, 2.0, 1.0, 0.5);
+    const ParSetup setup = LoneProcess(m);
+    const auto runs = ForThreadCounts({1, 2, 4}, [&] {
+        RecordingCom com;
+        ParResult r = RunPar(setup, &com, true, 30);
+        r.x.push_back(r.resOut);
+        return r.x;
+    });
+    EXPECT_TRUE(SameBits(runs[0], runs[1]));
+    EXPECT_TRUE(SameBits(runs[0], runs[2]));
+}
+
 #if !RVZGPU_BACKEND_CUDA
 // A device failure is reported in serial form (with the countdown) and
 // returned; the run is not aborted.

@@ -261,6 +261,46 @@ TEST(CGPLoneProcess, EqualsTheSerialSolverBitForBit)
         }
 }
 
+// The chain's rank 0 with a neighbour that answers with fixed values, on
+// a longer chain of blocks: the same bits for 1, 2 and 4 threads.
+TEST(CGPLoneProcess, SameBitsForEveryThreadCount)
+{
+    const CsrMatrix m = rvzmodel::Poisson3D(20, 20, 10);
+    const std::vector<double> b = RandomVector(static_cast<size_t>(m.n), 13);
+    for (Storage storage : {Storage::CSR, Storage::ELL}) {
+        const auto runs = ForThreadCounts({1, 2, 4}, [&] {
+            RecordingCom com;
+            std::vector<double> solHost(static_cast<size_t>(m.n));
+            int none = 0, comm = 9, rank = 0, unused = 0, nHalo = 0, iter = 0;
+            double resIn = 0, resOut = 0;
+            std::vector<int> start{0};
+            if (storage == Storage::CSR) {
+                DeviceArray<int> ia(m.ia), ja(m.ja);
+                DeviceArray<double> aa(m.aa), rhs(b), sol(static_cast<int>(m.n));
+                const int nna = m.nna();
+                CaptureOutput([&] {
+                    Tool().CGP_CSR(m.n, nna, ia, ja, aa, rhs, sol, solHost.data(), 1e-10, resIn, resOut, iter, 40, 1,
+                                   unused, none, nullptr, start.data(), nullptr, nHalo, none, nullptr, start.data(),
+                                   nullptr, comm, rank, unused, &com);
+                });
+            } else {
+                const EllHost e = ToEll(m);
+                DeviceArray<int> index(e.index);
+                DeviceArray<double> aa(e.values), rhs(Padded(b, e.new_nnu)), sol(e.new_nnu);
+                CaptureOutput([&] {
+                    Tool().CGP_ELL(m.n, e.ncol, index, aa, rhs, sol, solHost.data(), 1e-10, resIn, resOut, iter, 40,
+                                   1, unused, none, nullptr, start.data(), nullptr, nHalo, none, nullptr,
+                                   start.data(), nullptr, comm, rank, unused, &com);
+                });
+            }
+            solHost.push_back(resOut);
+            return solHost;
+        });
+        EXPECT_TRUE(SameBits(runs[0], runs[1]));
+        EXPECT_TRUE(SameBits(runs[0], runs[2]));
+    }
+}
+
 TEST(CGPLoneProcess, OnlyRankZeroPrintsTheTolerance)
 {
     const ChainPart part(1);
