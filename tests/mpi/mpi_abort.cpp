@@ -3,9 +3,11 @@
 // through CRVZComMPI with the failure's code; the other ranks are waiting
 // in a collective call and are ended with it. The exit status of mpirun is
 // checked by mpi_abort_check.cmake.
+//   mpi_abort csr|ell
 #include <mpi.h>
 
 #include <cstdio>
+#include <string>
 #include <vector>
 
 #include "CRVZComMPI.h"
@@ -20,6 +22,7 @@
 int main(int argc, char** argv)
 {
     MPI_Init(&argc, &argv);
+    const bool ell = argc > 1 && std::string(argv[1]) == "ell";
 #if RVZGPU_BACKEND_CUDA
     std::printf("fault injection needs the host backend\n");
     MPI_Finalize();
@@ -33,20 +36,37 @@ int main(int argc, char** argv)
     const rvzpart::Part part =
         rvzpart::BuildPart(m.n, m.ia, m.ja, m.aa, rvzpart::SlabOwners(8, 8, 8, size), rank, size);
 
+    // The local matrix in the chosen storage (ELL: slot-major, padded rows).
+    std::vector<int> cols(part.ja), starts(part.ia);
+    std::vector<double> vals(part.aa);
+    int ncol = part.nna(), rows = part.nnu, entries = part.nna();
+    if (ell) {
+        rows = tool.CalcNewNNU(part.nnu);
+        const int n1 = part.nnu + 1;
+        ncol = tool.CalcMaxNColumn(n1, starts.data());
+        entries = ncol * rows;
+        cols.assign(static_cast<size_t>(entries), -1);
+        vals.assign(static_cast<size_t>(entries), 0.0);
+        std::vector<int> ja(part.ja);
+        std::vector<double> aa(part.aa);
+        tool.ja2indexELL(part.nnu, ncol, rows, starts.data(), ja.data(), cols.data());
+        tool.aa2aaELLd(part.nnu, ncol, rows, starts.data(), aa.data(), vals.data());
+    }
     int *ia = nullptr, *ja = nullptr;
     double *aa = nullptr, *rhs = nullptr, *sol = nullptr;
+    const int length = rows > part.localLength() ? rows : part.localLength();
     tool.AllocateDeviceMemory(part.nnu + 1, ia);
-    tool.AllocateDeviceMemory(part.nna(), ja);
-    tool.AllocateDeviceMemory(part.nna(), aa);
-    tool.AllocateDeviceMemory(part.nnu, rhs);
-    tool.AllocateDeviceMemory(part.localLength(), sol);
-    std::vector<int> pia(part.ia), pja(part.ja), sendNbr(part.sendNbr), sendStart(part.sendStart),
-        sendIndex(part.sendIndex), recvNbr(part.recvNbr), recvStart(part.recvStart), recvIndex(part.recvIndex);
-    std::vector<double> paa(part.aa), b(static_cast<size_t>(part.nnu), 1.0);
-    tool.DataCopyHost2Device(part.nnu + 1, pia.data(), ia);
-    tool.DataCopyHost2Device(part.nna(), pja.data(), ja);
-    tool.DataCopyHost2Device(part.nna(), paa.data(), aa);
-    tool.DataCopyHost2Device(part.nnu, b.data(), rhs);
+    tool.AllocateDeviceMemory(entries, ja);
+    tool.AllocateDeviceMemory(entries, aa);
+    tool.AllocateDeviceMemory(length, rhs);
+    tool.AllocateDeviceMemory(length, sol);
+    std::vector<int> sendNbr(part.sendNbr), sendStart(part.sendStart), sendIndex(part.sendIndex),
+        recvNbr(part.recvNbr), recvStart(part.recvStart), recvIndex(part.recvIndex);
+    std::vector<double> b(static_cast<size_t>(length), 1.0);
+    tool.DataCopyHost2Device(part.nnu + 1, starts.data(), ia);
+    tool.DataCopyHost2Device(entries, cols.data(), ja);
+    tool.DataCopyHost2Device(entries, vals.data(), aa);
+    tool.DataCopyHost2Device(length, b.data(), rhs);
     sendIndex.push_back(0);
     recvIndex.push_back(0);
 
@@ -57,9 +77,14 @@ int main(int argc, char** argv)
     double resIn = 0, resOut = 0;
     int iter = 0, nSend = part.nNbr(), nRecv = part.nNbr(), nHalo = part.nHalo, comm = com.CommHandle, r = rank,
         unused = 0;
-    tool.CGP_CSR(part.nnu, part.nna(), ia, ja, aa, rhs, sol, solHost.data(), 1e-8, resIn, resOut, iter, 50, 0, unused,
-                 nSend, sendNbr.data(), sendStart.data(), sendIndex.data(), nHalo, nRecv, recvNbr.data(),
-                 recvStart.data(), recvIndex.data(), comm, r, unused, &com);
+    if (ell)
+        tool.CGP_ELL(part.nnu, ncol, ja, aa, rhs, sol, solHost.data(), 1e-8, resIn, resOut, iter, 50, 0, unused, nSend,
+                     sendNbr.data(), sendStart.data(), sendIndex.data(), nHalo, nRecv, recvNbr.data(),
+                     recvStart.data(), recvIndex.data(), comm, r, unused, &com);
+    else
+        tool.CGP_CSR(part.nnu, part.nna(), ia, ja, aa, rhs, sol, solHost.data(), 1e-8, resIn, resOut, iter, 50, 0,
+                     unused, nSend, sendNbr.data(), sendStart.data(), sendIndex.data(), nHalo, nRecv, recvNbr.data(),
+                     recvStart.data(), recvIndex.data(), comm, r, unused, &com);
     // Not reached on any rank: the failing rank aborts the run, and the
     // others wait for it in their next collective call.
     MPI_Barrier(MPI_COMM_WORLD);

@@ -1,7 +1,7 @@
 # Runs the abort program under mpirun and checks that the whole run ended
 # with the injected failure's code (701 & 255 = 189) and the failing rank's
 # report.
-execute_process(COMMAND ${MPIEXEC} ${NP_FLAG} ${NP} ${FLAGS} ${PROGRAM}
+execute_process(COMMAND ${MPIEXEC} ${NP_FLAG} ${NP} ${FLAGS} ${PROGRAM} ${STORAGE}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
 message("${out}")
 math(EXPR last "${NP} - 1")
