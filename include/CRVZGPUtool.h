@@ -254,8 +254,9 @@ public:
     // ends every process (CRVZCom::Abort). Returns 0; -1 when the block size
     // is not 256; 0 without work for another preconditioner type. All
     // processes must call together with consistent lists (not validated,
-    // except that the send and receive neighbour counts agree). The two
-    // unnamed int references are not used.
+    // except that the send and receive neighbour counts agree). A null com
+    // is refused with a report and cudaErrorInvalidValue. The two unnamed
+    // int references are not used.
     int CGP_CSR(int const& nnu, int const& nna, int* ia, int* ja, double* aa, double* rhs, double* sol,
                 double* solHost, double const& tol, double& resIn, double& resOut, int& iter, int maxIter,
                 RVZPreconditionType preconditioner, int& notUsed1, int& nSendNbr, int* sendNbr,
@@ -288,6 +289,8 @@ public:
     // bit. A device failure after the loop is reported ("Parallel BiJCGSTAB
     // Computing failed") with the countdown and returned; nothing aborts.
     // All processes must call together with matching lists (not validated).
+    // com may be null with one process; with more a null com is refused with
+    // a report and cudaErrorInvalidValue.
     int BiJCGSTABELL_woMallocPar(
         int const& nnu, int const& NColumnPerRow, int* indexELL, double* aaELL, double* rhs, double* sol,
         double const& tol, double& resIn, double& resOut, int& iter, int const& maxIter, double* resNextLevelD,

@@ -21,6 +21,8 @@ int BiJCGSTABELL_woMallocPar(int BlockSize, int nnu, int NColumnPerRow, int* ind
                              double* ParH2DCopyListHost, int copyGrid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
+    if (!ParHasMessagePassing(com, nProcs, "BiJCGSTABELL_woMallocPar needs a CRVZCom object", SelectedDevice))
+        return cudaErrorInvalidValue;
     const LevelView table(nLevels, count, offset, total, size);
     const BiCGSystem s = ParCallerStorageSystem(nnu, table, resNextLevelD, aDenominatorNextLevelD, rhoNextLevelD,
                                                 sNextLevelD, omegaNumeratorNextLevelD, omegaDenominatorNextLevelD,

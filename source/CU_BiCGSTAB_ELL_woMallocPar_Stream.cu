@@ -47,6 +47,8 @@ int BiJCGSTABELL_woMallocPar_Stream(
     double* ParH2DCopyListHost, int copyGrid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
+    if (!ParHasMessagePassing(com, nProcs, "BiJCGSTABELL_woMallocPar_Stream needs a CRVZCom object", SelectedDevice))
+        return cudaErrorInvalidValue;
     StreamProcessSum globalSum{{com, nProcs}, nullptr};
     CreateStream(&globalSum.stream);
     const LevelView table(nLevels, count, offset, total, size);

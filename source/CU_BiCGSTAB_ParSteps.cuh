@@ -40,6 +40,15 @@ struct ParProcessSum {
     }
 };
 
+// More than one process needs a message-passing object: without one the
+// call is refused with a report.
+inline bool ParHasMessagePassing(CRVZCom* com, int nProcs, const char* message, int device)
+{
+    if (com != nullptr || nProcs == 1) return true;
+    ReportCUDAError(kSerial, cudaErrorInvalidValue, device, 0, message, nullptr);
+    return false;
+}
+
 // Refreshes the halo slots of y: gather the sent values on the device and
 // bring them to the host field, exchange with the neighbours in place, take
 // the received values out of the host field and scatter them into y. Halo

@@ -45,6 +45,7 @@ int CGP_CSR(int BlockSize, int nnu, int nna, int* ia, int* ja, double* aa, doubl
 {
     if (BlockSize != kBlockSize) return -1;
     if (RVZPreconditionType != 0 && RVZPreconditionType != 1) return 0;
+    if (!HasMessagePassing(com, "CGP_CSR needs a CRVZCom object", SelectedDevice)) return cudaErrorInvalidValue;
     const bool jacobi = RVZPreconditionType == 1;
     std::printf(jacobi ? "CPUID:%d, CUDA_JCGPCSR: nnu=%d, nna=%d\n" : "CPUID:%d, CUDA_CGPCSR: nnu=%d, nna=%d\n", rank,
                 nnu, nna);

@@ -84,6 +84,7 @@ int CGP_ELL(int BlockSize, int nnu, int NColumnPerRow, int* indexELL, double* aa
 {
     if (BlockSize != kBlockSize) return -1;
     if (RVZPreconditionType != 0 && RVZPreconditionType != 1) return 0;
+    if (!HasMessagePassing(com, "CGP_ELL needs a CRVZCom object", SelectedDevice)) return cudaErrorInvalidValue;
     const bool jacobi = RVZPreconditionType == 1;
     const int new_nnu = PaddedRows(nnu);
     std::printf(jacobi ? "CPUID:%d, CUDA_JCGPELL: nnu=%d, new_nnu=%d, NColumnPerRow=%d\n"

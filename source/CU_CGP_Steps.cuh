@@ -102,6 +102,15 @@ struct CGPProblem {
     CRVZCom* com;
 };
 
+// Without a message-passing object no scalar can be summed: the call is
+// refused with a report (serial form: there is nothing to abort through).
+inline bool HasMessagePassing(CRVZCom* com, const char* message, int device)
+{
+    if (com != nullptr) return true;
+    ReportCUDAError(kSerial, cudaErrorInvalidValue, device, 0, message, nullptr);
+    return false;
+}
+
 // Pairs the j-th send with the j-th receive neighbour: lists of different
 // lengths cannot be exchanged and end the run with a report.
 inline bool NeighbourListsPair(const CGPProblem& p, const NeighbourLists& lists)

@@ -99,6 +99,10 @@ TEST(BiJCGSTABPar, LoneProcessEqualsTheSerialSolverWithoutMessagePassing)
         EXPECT_TRUE(SameBits(r.resOut, serial.resOut));
         EXPECT_TRUE(SameBits(r.x, serial.x));
     }
+    // One process needs no message-passing object at all.
+    const ParResult alone = RunPar(setup, nullptr, false, 200);
+    EXPECT_EQ(alone.status, 0);
+    EXPECT_TRUE(SameBits(alone.x, serial.x));
 }
 
 // Rank 0 of three: four owned rows, halo slots 4, 5 and 6. Rank 1 is a

@@ -309,6 +309,28 @@ TEST(CGPLoneProcess, OnlyRankZeroPrintsTheTolerance)
     EXPECT_EQ(run.out, "CPUID:1, CUDA_JCGPCSR: nnu=3, nna=8\n");
 }
 
+TEST(CGPLoneProcess, RefusesAMissingMessagePassingObject)
+{
+    const ChainPart part(0);
+    int none = 0, nHalo = 0, comm = 0, rank = 0, unused = 0, iter = -1;
+    double resIn = -1, resOut = -1;
+    std::vector<double> solHost(4);
+    std::vector<int> start{0};
+    DeviceArray<int> ia(part.ia), ja(part.ja);
+    DeviceArray<double> aa(part.aa), rhs(part.b), sol(part.x0);
+    int status = 0;
+    const std::string out = CaptureOutput([&] {
+        status = Tool().CGP_CSR(part.nnu, part.nna, ia, ja, aa, rhs, sol, solHost.data(), 1e-8, resIn, resOut, iter, 5,
+                                0, unused, none, nullptr, start.data(), nullptr, nHalo, none, nullptr, start.data(),
+                                nullptr, comm, rank, unused, nullptr);
+    });
+    EXPECT_EQ(status, cudaErrorInvalidValue);
+    EXPECT_EQ(iter, -1);
+    EXPECT_EQ(out, Format("GPU[0:%s] CGP_CSR needs a CRVZCom object: %s.(1)\n", DeviceName().c_str(),
+                              rvz::PlatformErrorText(cudaErrorInvalidValue)) +
+                       Countdown());
+}
+
 TEST(CGPLoneProcess, UnknownPreconditionerDoesNothing)
 {
     const ChainPart part(0);

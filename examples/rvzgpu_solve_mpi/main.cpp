@@ -91,7 +91,8 @@ Options Parse(int argc, char** argv)
         else if (a == "--split" && (v == "slabs" || v == "rows")) o.split = v;
         else if (a == "--tol" && (o.tol = std::strtod(v.c_str(), &end), *end == '\0')) {}
         else if (a == "--maxiter" && (o.maxIter = static_cast<int>(std::strtol(v.c_str(), &end, 10)), *end == '\0')) {}
-        else if (a == "--grid" && (o.grid = static_cast<int>(std::strtol(v.c_str(), &end, 10)), *end == '\0' && o.grid >= 2)) {}
+        else if (a == "--grid" && (o.grid = static_cast<int>(std::strtol(v.c_str(), &end, 10)), *end == '\0') &&
+                 o.grid >= 2) {}
         else Fail(1, "bad option or value: " + a + " " + v);
     }
     return o;
@@ -289,7 +290,8 @@ int main(int argc, char** argv)
     }
     if (o.method.empty()) o.method = symmetric ? "cg" : "bicgstab-caller";
     if (o.split.empty()) o.split = o.file.empty() ? "slabs" : "rows";
-    if (o.split == "slabs" && (!o.file.empty() || nProcs > o.grid)) Fail(1, "--split slabs needs a generated grid with at least K planes");
+    if (o.split == "slabs" && (!o.file.empty() || nProcs > o.grid))
+        Fail(1, "--split slabs needs a generated grid with at least K planes");
     if (m.n < 2 * nProcs) Fail(1, "too few rows for this many processes");
     if (g_rank == 0) {
         std::printf("%d rows, %d entries on %d processes (%s); method %s, storage %s, preconditioner %s, tol %g\n",
