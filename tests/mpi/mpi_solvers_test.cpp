@@ -192,7 +192,7 @@ TEST(DistributedCG, MatchesTheSerialSolveOnEveryPartition)
                     EXPECT_EQ(d.iter, serial.iter);
                     EXPECT_TRUE(OwnedBitwiseEqual(part, d.x, serial.x));
                 }
-                EXPECT_LT(OwnedDifference(part, d.x, serial.x), 1e-9);
+                EXPECT_LT(OwnedDifference(part, d.x, serial.x), 1e-12);  // measured 2e-16
                 // Against the matrix itself: the assembled solution meets the
                 // tolerance, and the host copy carries the neighbours' values.
                 const std::vector<double> x = Assemble(part, d.x, m.n);
@@ -218,7 +218,7 @@ TEST(DistributedBiJCGSTAB, MatchesTheSerialCallerStorageSolve)
         EXPECT_LE(std::abs(plain.iter - serial.iter), 1);
         EXPECT_EQ(plain.iter, stream.iter);
         EXPECT_TRUE(SameBits(plain.x, stream.x));
-        EXPECT_LT(OwnedDifference(part, plain.x, serial.x), 1e-8);
+        EXPECT_LT(OwnedDifference(part, plain.x, serial.x), 1e-11);  // measured 1.5e-15
         if (Size() == 1) EXPECT_TRUE(OwnedBitwiseEqual(part, plain.x, serial.x));
         // The reference residual is the one after the first iteration.
         const std::vector<double> x = Assemble(part, plain.x, m.n);
