@@ -3,7 +3,7 @@
 // through CRVZComMPI with the failure's code; the other ranks are waiting
 // in a collective call and are ended with it. The exit status of mpirun is
 // checked by mpi_abort_check.cmake.
-//   mpi_abort csr|ell
+//   mpi_abort csr|ell [alloc]     alloc: a work allocation fails instead
 #include <mpi.h>
 
 #include <cstdio>
@@ -23,6 +23,7 @@ int main(int argc, char** argv)
 {
     MPI_Init(&argc, &argv);
     const bool ell = argc > 1 && std::string(argv[1]) == "ell";
+    const bool allocation = argc > 2 && std::string(argv[2]) == "alloc";
 #if RVZGPU_BACKEND_CUDA
     std::printf("fault injection needs the host backend\n");
     MPI_Finalize();
@@ -70,9 +71,12 @@ int main(int argc, char** argv)
     sendIndex.push_back(0);
     recvIndex.push_back(0);
 
-    // The failing rank's launches fail from its third on; the failure shows
-    // in the check after the loop.
-    if (rank == size - 1) rvz::host::testing::inject_launch_faults(1000000, cudaErrorLaunchOutOfResources, 2);
+    // The failing rank's launches fail from its third on, and the failure
+    // shows in the check after the loop; or its third work allocation fails
+    // and is reported at once.
+    if (rank == size - 1 && allocation) rvz::host::testing::inject_alloc_faults(1, cudaErrorMemoryAllocation, 2);
+    if (rank == size - 1 && !allocation)
+        rvz::host::testing::inject_launch_faults(1000000, cudaErrorLaunchOutOfResources, 2);
     std::vector<double> solHost(static_cast<size_t>(part.localLength()));
     double resIn = 0, resOut = 0;
     int iter = 0, nSend = part.nNbr(), nRecv = part.nNbr(), nHalo = part.nHalo, comm = com.CommHandle, r = rank,
