@@ -1,0 +1,38 @@
+// Steady laminar flow of a Newtonian fluid through a straight rectangular
+// duct, solved by SIMPLEC outer iterations on the RVZGPU facade: gradients,
+// momentum assembly with its boundary terms and relaxation, three momentum
+// solves, the SIMPLEC factor, the pressure-correction equation with the
+// inlet in flow-rate control and the outlet as a vent at zero correction,
+// its solve, and the correction of pressure, velocities and face fluxes.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "settings.h"
+
+class CRVZGPUtool;
+
+namespace channel {
+
+enum class Outcome { Converged, NotConverged, Diverged, DeviceFailure };
+
+struct Result {
+    Outcome outcome = Outcome::NotConverged;
+    std::string message;
+    int iterations = 0;
+    double continuity = 0.0;      // sum |cell imbalance| / inflow of the last iteration
+    double velocityChange = 0.0;  // largest |delta u| / inlet velocity of the last iteration
+    double inflow = 0.0, outflow = 0.0;
+    // Measured in the developed part of the duct (0.4 .. 0.85 of the length).
+    double centreVelocity = 0.0;
+    double pressureGradient = 0.0;  // -dp/dx along the centre line
+    std::vector<double> u, v, w, p;  // cell values
+};
+
+// Runs the case, printing one convergence line per iteration to `log`
+// (null: silent), and writes the VTK file named in the settings.
+Result RunChannel(CRVZGPUtool& tool, const Settings& settings, std::FILE* log);
+
+}  // namespace channel

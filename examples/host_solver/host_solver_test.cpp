@@ -1,0 +1,98 @@
+// The channel solver: input checking, and the default case against the
+// analytic solution of fully developed duct flow.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+
+#include "CRVZGPUtool.h"
+#include "channel_solver.h"
+#include "duct_analytic.h"
+#include "settings.h"
+
+namespace {
+
+CRVZGPUtool* gTool = nullptr;
+
+std::string Refusal(const std::string& text)
+{
+    try {
+        channel::ParseSettings(text, "case.inp");
+    } catch (const channel::SettingsError& e) {
+        return e.what();
+    }
+    return "accepted";
+}
+
+TEST(ChannelSettings, ReadsKeysAndKeepsDefaults)
+{
+    const channel::Settings s = channel::ParseSettings("# comment\n\nviscosity = 2.5  # Pa s\nny=7\noutput = none\n", "x");
+    EXPECT_EQ(s.viscosity, 2.5);
+    EXPECT_EQ(s.ny, 7);
+    EXPECT_EQ(s.output, "none");
+    EXPECT_EQ(s.nx, channel::Settings().nx);
+}
+
+TEST(ChannelSettings, RefusesBadInputNamingLineAndKey)
+{
+    EXPECT_EQ(Refusal("nx = 4\nvelocity = 2\n"), "case.inp:2: key 'velocity': unknown key");
+    EXPECT_EQ(Refusal("viscosity =\n"), "case.inp:1: key 'viscosity': missing value");
+    EXPECT_EQ(Refusal("\nviscosity\n"), "case.inp:2: key 'viscosity': missing '=' and value");
+    EXPECT_EQ(Refusal("viscosity = -1\n"), "case.inp:1: key 'viscosity': must be positive");
+    EXPECT_EQ(Refusal("relax_pressure = 0\n"), "case.inp:1: key 'relax_pressure': must lie in (0, 1]");
+    EXPECT_EQ(Refusal("relax_velocity = 1.5\n"), "case.inp:1: key 'relax_velocity': must lie in (0, 1]");
+    EXPECT_EQ(Refusal("relax_velocity = 1\n"), "accepted");
+    EXPECT_EQ(Refusal("nx = 4.5\n"), "case.inp:1: key 'nx': '4.5' is not an integer");
+    EXPECT_EQ(Refusal("density = 1e999\n"), "case.inp:1: key 'density': '1e999' is not a finite number");
+    EXPECT_EQ(Refusal("nx = 4\nnx = 5\n"), "case.inp:2: key 'nx': given twice");
+    EXPECT_EQ(Refusal("= 3\n"), "case.inp:1: expected 'key = value', got '= 3'");
+}
+
+TEST(ChannelAnalytic, SquareDuctTextbookValues)
+{
+    // Square duct: u_max/u_mean = 2.0962, f Re = 56.91 (Darcy, D_h = side).
+    const channel::DuctFlow f = channel::AnalyticDuctFlow(1.0, 1.0, 1.0, 1.0);
+    EXPECT_NEAR(f.centreVelocity, 2.0962, 1e-4);
+    EXPECT_NEAR(2.0 * f.pressureGradient, 56.91, 0.01);  // f Re = 2 G D_h^2/(mu U)
+}
+
+TEST(ChannelRun, DefaultCaseConvergesConservesMassAndMatchesTheDuctSolution)
+{
+    channel::Settings s;
+    s.output = "none";
+    const channel::Result r = channel::RunChannel(*gTool, s, nullptr);
+    ASSERT_EQ(r.outcome, channel::Outcome::Converged) << r.message;
+    EXPECT_LT(r.continuity, s.tolerance);
+    EXPECT_NEAR(r.outflow, r.inflow, 1e-8 * r.inflow);
+    EXPECT_NEAR(r.inflow, s.inlet_velocity * s.width * s.height, 1e-12);
+    const channel::DuctFlow exact = channel::AnalyticDuctFlow(s.width, s.height, s.viscosity, s.inlet_velocity);
+    EXPECT_NEAR(r.centreVelocity / exact.centreVelocity, 1.0, 0.02);
+    EXPECT_NEAR(r.pressureGradient / exact.pressureGradient, 1.0, 0.02);
+}
+
+TEST(ChannelRun, DivergingRunStopsWithAMessage)
+{
+    // Full relaxation of both equations at a high Reynolds number with
+    // central convection: the iteration blows up.
+    channel::Settings s;
+    s.nx = 12, s.ny = 5, s.nz = 5;
+    s.viscosity = 1e-4, s.gamma = 1.0, s.relax_velocity = 1.0, s.relax_pressure = 1.0;
+    s.max_iterations = 300, s.output = "none";
+    const channel::Result r = channel::RunChannel(*gTool, s, nullptr);
+    EXPECT_EQ(r.outcome, channel::Outcome::Diverged) << r.message;
+    EXPECT_NE(r.message.find("diverged at iteration"), std::string::npos);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    gTool = new CRVZGPUtool();
+    if (gTool->SetDeviceToUse(0) != 0) {
+        std::printf("no usable device: skipping\n");
+        return 77;
+    }
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,51 @@
+// Settings of the channel solver and their input file.
+//
+// The input file holds one "key = value" per line; '#' starts a comment,
+// blank lines are ignored, keys are the field names below. Every key is
+// optional (the defaults are the built-in case); a key may appear once.
+// A bad file is refused with SettingsError naming the file, the line and
+// the key.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace channel {
+
+struct Settings {
+    // Mesh: a straight duct [0, length] x [0, width] x [0, height] of
+    // nx x ny x nz hexahedra; inlet at x = 0, outlet at x = length, walls
+    // on the four other sides. Odd ny and nz put cells on the centre line.
+    int nx = 24, ny = 15, nz = 15;
+    double length = 4.0, width = 1.0, height = 1.0;
+    // Newtonian fluid and inflow (CGS units in the library's setting; any
+    // consistent units work).
+    double density = 1.0;
+    double viscosity = 1.0;
+    double inlet_velocity = 1.0;
+    // SIMPLEC: under-relaxation of the momentum equations and of the
+    // pressure correction, each in (0, 1]; gamma blends upwind (0) with
+    // central (1) convection through the deferred correction.
+    double relax_velocity = 0.8;
+    double relax_pressure = 1.0;
+    double gamma = 0.0;
+    // Stop when the continuity residual (sum |imbalance| / inflow) and the
+    // largest velocity change per iteration (over the inlet velocity) are
+    // both below tolerance; give up after max_iterations.
+    double tolerance = 1e-7;
+    int max_iterations = 500;
+    // VTK file of the result ("none": no file).
+    std::string output = "channel.vtk";
+};
+
+class SettingsError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Reads the file; throws SettingsError ("file:line: key 'k': problem").
+Settings ReadSettings(const std::string& path);
+// The same from text already in memory; `name` stands for the file.
+Settings ParseSettings(const std::string& text, const std::string& name);
+
+}  // namespace channel
