@@ -155,6 +155,23 @@ TEST(CalcUVWInner, LimiterBoundsExplicitDiffusion)
     EXPECT_EQ(sourceAtCell0(0.999, -0.4), 0.0);                  // opposite signs: dropped
 }
 
+// Cell 1 lifted by 0.25 in y: d = (0.5, +-0.25, 0) on the two faces, so
+// with grad u = (0, 0.4, 0) the non-orthogonal part G.S - Ds G.d is -+0.2.
+TEST(CalcUVWInner, NonOrthogonalPartFollowsTheCentroidDistance)
+{
+    Momentum m = Line3();
+    SetCells(*m.dev.yc, {0.5, 0.75, 0.5});
+    SetCells(*m.u, {2.0, 1.0, 0.0});
+    m.grad[3]->Upload(std::vector<double>(m.mesh.nExt, 0.4));  // du/dy
+    ASSERT_EQ(m.Inner(Form::All, 0.5, 0.0), 0);
+    // face 0: X = -0.2 with du = -1 (same sign): kept; face 1: X = +0.2, dropped.
+    const auto Su = m.Su->Download();
+    EXPECT_NEAR(Su[0], -0.2, 1e-15);
+    EXPECT_NEAR(Su[1], 0.2, 1e-15);
+    EXPECT_EQ(Su[2], 0.0);
+    EXPECT_DOUBLE_EQ(m.aE->Download()[0], -2.0);  // D = |S|^2/(S.d) is unchanged by the lift
+}
+
 TEST(CalcUVWInner, ListedRowsFormsUpdateOnlyTheirRows)
 {
     Momentum m = Line3();
