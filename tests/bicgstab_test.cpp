@@ -111,6 +111,13 @@ TEST(BiCGSTAB, SchemeAStopsEarlyOnASmallIntermediateResidual)
     double rr = 0.0, rAr = 0.0;
     for (int i = 0; i < 512; ++i) rr += b[i] * b[i], rAr += b[i] * Ab[i];
     for (int i = 0; i < 512; ++i) EXPECT_NEAR(r.x[i], rr / rAr * b[i], 1e-12 * std::fabs(b[i]) + 1e-20);
+
+    // Its iteration limit is tested after the first iteration, as in CG.
+    for (int maxIter : {0, 1}) {
+        const SolveResult one = Solve(Method::BiCGSTAB, Storage::ELL, m, b, Zeros(512), 1e-12, maxIter, 0);
+        EXPECT_EQ(one.iter, 1);
+        EXPECT_LT(one.resOut, one.resIn);
+    }
 }
 
 TEST(BiCGSTAB, SchemeABreaksDownOnAVanishingRho)
