@@ -14,24 +14,44 @@ rvz::InnerFluxUVWArgs InnerArgs(int nFaces, int nRows, int new_nnu, int NColumnP
                                 int* Px, int* Py, int* Ex, int* Ey, double* AELLDtemp, int faceBlocks,
                                 int cellBlocks, int* rowList)
 {
-    return rvz::InnerFluxUVWArgs{nFaces,    nRows,
-                                 new_nnu,   NColumnPerRow,
-                                 psi,       gamma,
-                                 ijPD,      ijED,
-                                 leD,       {du_dxD, dv_dxD, dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD},
-                                 xcD,       ycD,
-                                 zcD,       uD,
-                                 vD,        wD,
-                                 visD,      sxD,
-                                 syD,       szD,
-                                 mfeD,      aED,
-                                 aWD,       SuD,
-                                 SvD,       SwD,
-                                 tempD,     Px,
-                                 Py,        Ex,
-                                 Ey,        AELLDtemp,
-                                 faceBlocks, cellBlocks,
-                                 rowList};
+    rvz::InnerFluxUVWArgs a{};
+    a.nFaces = nFaces;
+    a.nRows = nRows;
+    a.new_nnu = new_nnu;
+    a.NColumnPerRow = NColumnPerRow;
+    a.nonOrthLimitFactor = psi;
+    a.gamma = gamma;
+    a.ijPD = ijPD;
+    a.ijED = ijED;
+    a.leD = leD;
+    const double* gradients[9] = {du_dxD, dv_dxD, dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD};
+    for (int i = 0; i < 9; ++i) a.gradients[i] = gradients[i];
+    a.xcD = xcD;
+    a.ycD = ycD;
+    a.zcD = zcD;
+    a.uD = uD;
+    a.vD = vD;
+    a.wD = wD;
+    a.visD = visD;
+    a.sxD = sxD;
+    a.syD = syD;
+    a.szD = szD;
+    a.mfeD = mfeD;
+    a.aED = aED;
+    a.aWD = aWD;
+    a.SuD = SuD;
+    a.SvD = SvD;
+    a.SwD = SwD;
+    a.tempD = tempD;
+    a.MapFace2CellPxD = Px;
+    a.MapFace2CellPyD = Py;
+    a.MapFace2CellExD = Ex;
+    a.MapFace2CellEyD = Ey;
+    a.AELLDtemp = AELLDtemp;
+    a.faceGrid = faceBlocks;
+    a.cellGrid = cellBlocks;
+    a.rowList = rowList;
+    return a;
 }
 
 }  // namespace
