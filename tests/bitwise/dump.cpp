@@ -29,6 +29,80 @@ std::vector<double> values(int n, unsigned seed)
     return v;
 }
 
+// Bit patterns of a whole vector folded into one number.
+uint64_t fold(const std::vector<double>& v)
+{
+    uint64_t h = 1469598103934665603ull;
+    for (double x : v) {
+        uint64_t bits;
+        std::memcpy(&bits, &x, sizeof bits);
+        h = (h ^ bits) * 1099511628211ull;
+    }
+    return h;
+}
+
+// A 7-point operator on an m^3 grid in CSR form; `wind` > 0 adds upwind
+// convection along x, which makes it non-symmetric.
+void grid_matrix(int m, double wind, std::vector<int>& ia, std::vector<int>& ja, std::vector<double>& aa)
+{
+    ia.assign(1, 0);
+    ja.clear();
+    aa.clear();
+    for (int z = 0; z < m; ++z)
+        for (int y = 0; y < m; ++y)
+            for (int x = 0; x < m; ++x) {
+                const int i = (z * m + y) * m + x;
+                ja.push_back(i);
+                aa.push_back(6.0 + wind);
+                const int nb[6][4] = {{x > 0, -1, 1, 0},     {x < m - 1, 1, 0, 0}, {y > 0, -m, 0, 0},
+                                      {y < m - 1, m, 0, 0}, {z > 0, -m * m, 0, 0}, {z < m - 1, m * m, 0, 0}};
+                for (const auto& e : nb)
+                    if (e[0]) {
+                        ja.push_back(i + e[1]);
+                        aa.push_back(-1.0 - (e[2] ? wind : 0.0));
+                    }
+                ia.push_back(static_cast<int>(ja.size()));
+            }
+}
+
+void solve_and_print(CRVZGPUtool& tool, bool bicgstab, int precond)
+{
+    const int m = 20;
+    std::vector<int> ia, ja;
+    std::vector<double> aa;
+    grid_matrix(m, bicgstab ? 0.7 : 0.0, ia, ja, aa);
+    const int n = m * m * m;
+    const int nna = static_cast<int>(aa.size());
+    std::vector<double> rhs = values(n, 99u);
+    int *iaD = nullptr, *jaD = nullptr;
+    double *aaD = nullptr, *rhsD = nullptr, *solD = nullptr;
+    tool.AllocateDeviceMemory(n + 1, iaD);
+    tool.AllocateDeviceMemory(nna, jaD);
+    tool.AllocateDeviceMemory(nna, aaD);
+    tool.AllocateDeviceMemory(n, rhsD);
+    tool.AllocateDeviceMemory(n, solD);
+    tool.DataCopyHost2Device(n + 1, ia.data(), iaD);
+    tool.DataCopyHost2Device(nna, ja.data(), jaD);
+    tool.DataCopyHost2Device(nna, aa.data(), aaD);
+    tool.DataCopyHost2Device(n, rhs.data(), rhsD);
+    double resIn = 0.0, resOut = 0.0;
+    int iter = 0;
+    const double tol = 1e-10;
+    const int maxIter = 500;
+    if (bicgstab)
+        tool.BiCGSTAB_CSR(n, nna, iaD, jaD, aaD, rhsD, solD, tol, resIn, resOut, iter, maxIter, precond);
+    else
+        tool.CG_CSR(n, nna, iaD, jaD, aaD, rhsD, solD, tol, resIn, resOut, iter, maxIter, precond);
+    std::vector<double> sol(n);
+    tool.DataCopyDevice2Host(n, sol.data(), solD);
+    const char* what = bicgstab ? (precond ? "bijcgstab_csr" : "bicgstab_csr") : (precond ? "jcg_csr" : "cg_csr");
+    std::printf("\n%s iter=%d solution=%016" PRIx64 "\n", what, iter, fold(sol));
+    print(what, n, resOut);
+    tool.FreeDeviceMemory(iaD);
+    tool.FreeDeviceMemory(jaD);
+    for (double* p : {aaD, rhsD, solD}) tool.FreeDeviceMemory(p);
+}
+
 }  // namespace
 
 int main()
@@ -62,5 +136,7 @@ int main()
         tool.FreeDeviceMemory(bD);
         tool.FreeDeviceMemory(bufD);
     }
+    for (bool bicgstab : {false, true})
+        for (int precond : {0, 1}) solve_and_print(tool, bicgstab, precond);
     return 0;
 }
