@@ -5,6 +5,8 @@
 #include <cmath>
 #include <vector>
 
+#include "CU_CalcPP.h"
+#include "CU_CalcUVW.h"
 #include "flow_test_mesh.h"
 #include "test_support.h"
 
@@ -564,6 +566,20 @@ TEST(CalcUVWRuns, SameBitsForOneAndTwoThreads)
         ASSERT_TRUE(rvztest::SameBits(runs[0][k], runs[1][k])) << k;
         ASSERT_TRUE(rvztest::SameBits(runs[0][k], runs[2][k])) << k;
     }
+}
+
+// Only blocks of 256 threads are implemented: any other block size returns
+// 0 and leaves every output alone.
+TEST(CalcUVWRuns, OtherBlockSizesDoNothing)
+{
+    auto VF = Up(std::vector<double>{1.0}), F = Up(std::vector<double>{2.0}), mfe = Field(1, 7.0);
+    EXPECT_EQ(rvz::Calc_mfeD(128, 1, 1.0, 1.0, *VF, *F, *mfe, 1, 0), 0);
+    EXPECT_EQ(mfe->Download()[0], 7.0);
+    auto pp = Field(1, 3.0), p = Field(1, 1.0);
+    EXPECT_EQ(rvz::Calc_CorrectPressureVelocityCV(512, 1, 1.0, 0.0, 1, *F, *F, *pp, *p, *F, *F, *F, *mfe, *mfe, *mfe,
+                                                  *mfe, 1, 0),
+              0);
+    EXPECT_EQ(p->Download()[0], 1.0);
 }
 
 #if !RVZGPU_BACKEND_CUDA
