@@ -55,6 +55,14 @@ int main(int argc, char** argv)
                 exact.centreVelocity, 100.0 * (r.centreVelocity / exact.centreVelocity - 1.0));
     std::printf("pressure gradient -dp/dx:      %.6g (analytic %.6g, %+.2f %%)\n", r.pressureGradient,
                 exact.pressureGradient, 100.0 * (r.pressureGradient / exact.pressureGradient - 1.0));
+    // Laminar entrance length about (0.6 + 0.06 Re) D_h: the comparison only
+    // means something where the measuring section (from 0.4 L) lies beyond it.
+    const double Dh = 2.0 * settings.width * settings.height / (settings.width + settings.height);
+    const double Re = settings.density * settings.inlet_velocity * Dh / settings.viscosity;
+    if ((0.6 + 0.06 * Re) * Dh > 0.4 * settings.length)
+        std::printf("note: at Re = %.3g the entrance length (about %.3g) reaches the measuring section "
+                    "(from %.3g); the flow there is not fully developed\n",
+                    Re, (0.6 + 0.06 * Re) * Dh, 0.4 * settings.length);
     if (settings.output != "none") std::printf("wrote %s\n", settings.output.c_str());
     return r.outcome == channel::Outcome::Converged ? 0 : 2;
 }
