@@ -443,3 +443,40 @@ TEST(MeshGmsh, BadInputIsReportedWithFileAndLine)
     WriteText(TempPath("good.msh"), good);
     EXPECT_EQ(LoadGmsh(TempPath("good.msh")).nCells, 3);
 }
+
+TEST(MeshGmsh, InconsistentTopologyIsRefused)
+{
+    auto expectError = [](const MeshInput& in, const std::string& words) {
+        try {
+            BuildMesh(in);
+            ADD_FAILURE() << "no error for: " << words;
+        } catch (const MeshError& e) {
+            EXPECT_NE(e.message().find(words), std::string::npos) << e.what();
+        }
+    };
+    BoxOptions one;
+    one.nx = one.ny = one.nz = 1;
+    const MeshInput cube = MakeBox(one);
+
+    MeshInput shortCell = cube;
+    shortCell.cellNodes.pop_back();
+    shortCell.cellStart.back() -= 1;
+    expectError(shortCell, "has 7 nodes; its shape has 8");
+
+    MeshInput tripled = cube;  // the same hexahedron three times: faces shared by three cells
+    for (int k = 0; k < 2; ++k)
+        tripled.AddCell(CellShape::Hexahedron, std::vector<int>(cube.cellNodes.begin(), cube.cellNodes.end()));
+    expectError(tripled, "shared by more than two cells");
+
+    MeshInput stray = cube;
+    stray.AddBoundaryFace(BoundaryKind::Wall, {0, 1, 2}, 42);  // not a face of the cell
+    expectError(stray, "is not a face on the boundary");
+
+    MeshInput twice = cube;
+    twice.AddBoundaryFace(BoundaryKind::Wall, std::vector<int>(cube.faceNodes.begin(), cube.faceNodes.begin() + 4));
+    expectError(twice, "belongs to two boundary groups");
+
+    BoxOptions empty;
+    empty.nx = 0;
+    EXPECT_THROW(MakeBox(empty), MeshError);
+}
