@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "rvzgpu_mesh/Mesh.h"
 #include "test_support.h"
 
@@ -175,7 +177,8 @@ BoxOptions PerturbedTetrahedra(int n)
 Mesh GmshTetrahedra()
 {
     const std::string dir = std::getenv("TMPDIR") != nullptr ? std::getenv("TMPDIR") : "/tmp";
-    const std::string geo = dir + "/rvzgpu_gradient_test.geo", msh = dir + "/rvzgpu_gradient_test.msh";
+    const std::string stem = dir + "/rvzgpu_gradient_test_" + std::to_string(getpid());
+    const std::string geo = stem + ".geo", msh = stem + ".msh";
     std::ofstream(geo) << "SetFactory(\"OpenCASCADE\");\nBox(1) = {0, 0, 0, 1, 0.8, 0.6};\n"
                           "Physical Surface(\"inlet\") = {1};\nPhysical Surface(\"outlet\") = {2};\n"
                           "Physical Surface(\"wall\") = {3, 4, 5};\nPhysical Surface(\"symmetry\") = {6};\n"
@@ -183,7 +186,10 @@ Mesh GmshTetrahedra()
     std::remove(msh.c_str());
     const std::string command = "gmsh -3 -format msh41 -o " + msh + " " + geo + " > /dev/null 2>&1";
     EXPECT_EQ(std::system(command.c_str()), 0) << "gmsh is required (scripts/debian-packages.txt)";
-    return LoadGmsh(msh);
+    Mesh m = LoadGmsh(msh);
+    std::remove(geo.c_str());
+    std::remove(msh.c_str());
+    return m;
 }
 
 double Phi(double x, double y, double z) { return 1.0 + 2.0 * x - 3.0 * y + 0.5 * z; }

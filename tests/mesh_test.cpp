@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "rvzgpu_mesh/Mesh.h"
 #include "test_support.h"
 
@@ -22,10 +24,24 @@ using namespace rvzmesh;
 
 namespace {
 
+// Files this run wrote, removed when the program ends.
+struct TempFiles {
+    std::set<std::string> paths;
+    ~TempFiles()
+    {
+        for (const std::string& p : paths) std::remove(p.c_str());
+    }
+};
+TempFiles tempFiles;
+
 std::string TempPath(const std::string& name)
 {
     const char* dir = std::getenv("TMPDIR");
-    return std::string(dir != nullptr ? dir : "/tmp") + "/rvzgpu_mesh_test_" + name;
+    // The process id keeps concurrent runs (several build trees) apart.
+    const std::string path =
+        std::string(dir != nullptr ? dir : "/tmp") + "/rvzgpu_mesh_test_" + std::to_string(getpid()) + "_" + name;
+    tempFiles.paths.insert(path);
+    return path;
 }
 
 void WriteText(const std::string& path, const std::string& text)
