@@ -12,21 +12,17 @@
 //         out) and 8 per received value (copy back)
 // An iteration's time is the difference between solves of 1 + K and 1
 // iterations, divided by K.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <vector>
 
 #include "../examples/rvzgpu_solve/model_problems.h"
 #include "CRVZCom.h"
-#include "CRVZGPUtool.h"
-#include "platform/rvz_platform.h"
+#include "bench_common.h"
+
+using rvzbench::MedianSeconds;
+using rvzbench::Quietly;
+using rvzbench::Upload;
 
 namespace {
 
@@ -85,34 +81,6 @@ private:
     std::vector<char> pending_;
 };
 
-double median_seconds(int runs, const std::function<void()>& f)
-{
-    f();
-    std::vector<double> t;
-    for (int r = 0; r < runs; ++r) {
-        const auto a = std::chrono::steady_clock::now();
-        f();
-        cudaDeviceSynchronize();
-        t.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - a).count());
-    }
-    std::sort(t.begin(), t.end());
-    return t[t.size() / 2];
-}
-
-// Runs f with standard output discarded (the solvers print per call).
-void quiet(const std::function<void()>& f)
-{
-    std::fflush(stdout);
-    const int saved = dup(1);
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    f();
-    std::fflush(stdout);
-    dup2(saved, 1);
-    close(null);
-    close(saved);
-}
-
 }  // namespace
 
 int main(int argc, char** argv)
@@ -146,29 +114,19 @@ int main(int argc, char** argv)
     tool.ja2indexELL(nnu, ncol, new_nnu, ia.data(), ja.data(), index.data());
     tool.aa2aaELLd(nnu, ncol, new_nnu, ia.data(), aa.data(), values.data());
 
-    int *iaD = nullptr, *jaD = nullptr, *indexD = nullptr, *biaD = nullptr, *bjaD = nullptr;
-    double *aaD = nullptr, *valuesD = nullptr, *baaD = nullptr, *rhsD = nullptr, *solD = nullptr;
     const int length = std::max(new_nnu, nnu + nHalo);
-    std::vector<int> bia(block.ia), bja(block.ja);
-    std::vector<double> baa(block.aa), ones(static_cast<size_t>(length), 1.0);
-    tool.AllocateDeviceMemory(nnu + 1, iaD), tool.DataCopyHost2Device(nnu + 1, ia.data(), iaD);
-    tool.AllocateDeviceMemory(m.nna(), jaD), tool.DataCopyHost2Device(m.nna(), ja.data(), jaD);
-    tool.AllocateDeviceMemory(m.nna(), aaD), tool.DataCopyHost2Device(m.nna(), aa.data(), aaD);
-    tool.AllocateDeviceMemory(nnu + 1, biaD), tool.DataCopyHost2Device(nnu + 1, bia.data(), biaD);
-    tool.AllocateDeviceMemory(block.nna(), bjaD), tool.DataCopyHost2Device(block.nna(), bja.data(), bjaD);
-    tool.AllocateDeviceMemory(block.nna(), baaD), tool.DataCopyHost2Device(block.nna(), baa.data(), baaD);
-    const int slots = static_cast<int>(index.size());
-    tool.AllocateDeviceMemory(slots, indexD), tool.DataCopyHost2Device(slots, index.data(), indexD);
-    tool.AllocateDeviceMemory(slots, valuesD), tool.DataCopyHost2Device(slots, values.data(), valuesD);
-    tool.AllocateDeviceMemory(length, rhsD), tool.DataCopyHost2Device(length, ones.data(), rhsD);
-    tool.AllocateDeviceMemory(length, solD);
+    int *iaD = Upload(tool, ia), *jaD = Upload(tool, ja), *indexD = Upload(tool, index);
+    int *biaD = Upload(tool, block.ia), *bjaD = Upload(tool, block.ja);
+    double *aaD = Upload(tool, aa), *valuesD = Upload(tool, values), *baaD = Upload(tool, block.aa);
+    double* rhsD = Upload(tool, std::vector<double>(static_cast<size_t>(length), 1.0));
+    double* solD = Upload(tool, std::vector<double>(static_cast<size_t>(length), 0.0));
     std::vector<double> solHost(static_cast<size_t>(nnu + nHalo));
     LoopbackCom com;
 
     const int K = 20;
     auto iteration = [&](const std::function<void(int)>& solve) {
-        const double one = median_seconds(5, [&] { quiet([&] { solve(1); }); });
-        const double many = median_seconds(5, [&] { quiet([&] { solve(1 + K); }); });
+        const double one = MedianSeconds(5, [&] { Quietly([&] { solve(1); }); });
+        const double many = MedianSeconds(5, [&] { Quietly([&] { solve(1 + K); }); });
         return (many - one) / K;
     };
     double resIn = 0, resOut = 0;
@@ -189,8 +147,7 @@ int main(int argc, char** argv)
     std::vector<int> blockIndex(index);
     for (int& j : blockIndex)
         if (j >= nnu) j = -1;
-    int* blockIndexD = nullptr;
-    tool.AllocateDeviceMemory(slots, blockIndexD), tool.DataCopyHost2Device(slots, blockIndex.data(), blockIndexD);
+    int* blockIndexD = Upload(tool, blockIndex);
     auto serialELL = [&](int maxIter) {
         tool.ZeroDeviceMemory(length, solD);
         tool.CG_ELL(nnu, ncol, blockIndexD, valuesD, rhsD, solD, tol, resIn, resOut, iter, maxIter, 0);

@@ -5,38 +5,14 @@
 // Byte model of a launch: every array element it touches read or written
 // once, cell values counted once per face side that reads them (what the
 // launch must move without a cache), ints 4 bytes, doubles 8.
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
 #include <vector>
 
-#include "CRVZGPUtool.h"
-#include "CU_Reduction.h"
-#include "platform/rvz_platform.h"
+#include "bench_common.h"
+
+using rvzbench::MedianSeconds;
+using rvzbench::Upload;
 
 namespace {
-
-double median_seconds(int runs, const std::function<void()>& f)
-{
-    f();
-    std::vector<double> t;
-    for (int r = 0; r < runs; ++r) {
-        const auto a = std::chrono::steady_clock::now();
-        f();
-        cudaDeviceSynchronize();
-        t.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - a).count());
-    }
-    std::sort(t.begin(), t.end());
-    return t[t.size() / 2];
-}
-
-void row(int cells, const char* op, double seconds, double bytes, double copyRate)
-{
-    std::printf("%-10d %-34s %12.1f %12.2f %10.2f %10.2f\n", cells, op, seconds * 1e6, bytes / 1e6,
-                bytes / seconds / 1e9, bytes / seconds / copyRate);
-}
 
 // Faces of the box in x, then y, then z order; ELL column 1 + side.
 struct Box {
@@ -74,27 +50,15 @@ struct Box {
     }
 };
 
-template <class T>
-T* Upload(CRVZGPUtool& tool, const std::vector<T>& v)
-{
-    T* p = nullptr;
-    tool.AllocateDeviceMemory(static_cast<int>(v.size()), p);
-    std::vector<T> copy = v;
-    tool.DataCopyHost2Device(static_cast<int>(v.size()), copy.data(), p);
-    return p;
-}
-
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    std::vector<int> sizes;
-    for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
-    if (sizes.empty()) sizes = {32, 64};
+    const std::vector<int> sizes = rvzbench::SizesFromArguments(argc, argv, {32, 64});
 
     CRVZGPUtool tool;
     if (tool.SetDeviceToUse(0) != 0) return 1;
-    std::printf("%-10s %-34s %12s %12s %10s %10s\n", "cells", "op", "time [us]", "model [MB]", "GB/s", "of copy");
+    rvzbench::RateTable table("cells", 34);
     for (int n : sizes) {
         const Box b(n);
         const int nc = b.nc, nf = b.nf, fb = (nf + 255) / 256, cb = (nc + 255) / 256;
@@ -118,40 +82,38 @@ int main(int argc, char** argv)
         double *mfe = face[0], *aE = face[1], *aW = face[2], *temp = face[3], *flux = face[4];
         const int runs = nc >= 200000 ? 7 : 15;
 
-        const double copy = median_seconds(runs, [&] { tool.DataCopyDevice2Device(static_cast<int>(ell), big2, big1); });
-        const double copyRate = 16.0 * ell / copy;
-        row(nc, "d2d copy", copy, 16.0 * ell, copyRate);
+        table.CopyRow(tool, runs, nc, static_cast<int>(ell), big2, big1);
 
         const double rowSum = 8.0 * nCol + 16.0;
-        row(nc, "Calc_InnerFluxUVW", median_seconds(runs, [&] {
+        table.Row(nc, "Calc_InnerFluxUVW", MedianSeconds(runs, [&] {
                 tool.Calc_InnerFluxUVW(nf, nc, b.newNNU, nCol, 0.5, 1.0, P, E, le, g[0], g[1], g[2], g[3], g[4], g[5],
                                        g[6], g[7], g[8], xc, yc, zc, u, v, w, vis, sx, sy, sz, mfe, aE, aW, Su, Sv, Sw,
                                        temp, Px, Py, Ex, Ey, scratch, fb, cb);
             }),
-            nf * (128.0 + 3.0 * (216.0 + 40.0)) + 3.0 * nc * rowSum, copyRate);
-        row(nc, "Calc_InnerFluxPP", median_seconds(runs, [&] {
+            nf * (128.0 + 3.0 * (216.0 + 40.0)) + 3.0 * nc * rowSum);
+        table.Row(nc, "Calc_InnerFluxPP", MedianSeconds(runs, [&] {
                 tool.Calc_InnerFluxPP(nf, P, E, le, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                       nullptr, nullptr, g[0], g[1], g[2], xc, yc, zc, u, v, w, p, APR, sx, sy, sz, mfe,
                                       aE, aW, 0, fb);
             }),
-            240.0 * nf, copyRate);
-        row(nc, "Calc_InnerFluxPP_UpdateSourceTerm", median_seconds(runs, [&] {
+            240.0 * nf);
+        table.Row(nc, "Calc_InnerFluxPP_UpdateSourceTerm", MedianSeconds(runs, [&] {
                 tool.Calc_InnerFluxPP_UpdateSourceTerm(nf, nc, b.newNNU, nCol, Px, Py, Ex, Ey, flux, scratch, Su, fb,
                                                        cb);
             }),
-            40.0 * nf + nc * rowSum, copyRate);
-        row(nc, "CalcPP_CorrectMassFlux", median_seconds(runs, [&] {
+            40.0 * nf + nc * rowSum);
+        table.Row(nc, "CalcPP_CorrectMassFlux", MedianSeconds(runs, [&] {
                 tool.CalcPP_CorrectMassFlux(nf, b.newNNU, Px, Py, Ex, Ey, A, pp, flux, fb);
             }),
-            52.0 * nf, copyRate);
-        row(nc, "Calc_FinalCoeffRHS_Sfi", median_seconds(runs, [&] {
+            52.0 * nf);
+        table.Row(nc, "Calc_FinalCoeffRHS_Sfi", MedianSeconds(runs, [&] {
                 tool.Calc_FinalCoeffRHS_Sfi(nc, b.newNNU, nCol, 0.7, u, A, AD, Su, cb);
             }),
-            nc * (8.0 * nCol + 32.0), copyRate);
-        row(nc, "Calc_APR_SIMPLEC", median_seconds(runs, [&] {
+            nc * (8.0 * nCol + 32.0));
+        table.Row(nc, "Calc_APR_SIMPLEC", MedianSeconds(runs, [&] {
                 tool.Calc_APR_SIMPLEC(nc, b.newNNU, nCol, A, APR, cb);
             }),
-            nc * (8.0 * (nCol - 1) + 16.0), copyRate);
+            nc * (8.0 * (nCol - 1) + 16.0));
 
         for (int* q : {P, E, Px, Py, Ex, Ey, index}) tool.FreeDeviceMemory(q);
         for (double* q : {sx, sy, sz, le, xc, yc, zc, A, scratch, big1, big2}) tool.FreeDeviceMemory(q);

@@ -2,54 +2,22 @@
 // array element read or written once) and a device-to-device copy measured
 // in the same run.
 //   bench_modmatpara [n ...]       default: 1e5 1e6 1e7
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
 #include <vector>
 
-#include "CRVZGPUtool.h"
 #include "CU_Reduction.h"
-#include "platform/rvz_platform.h"
+#include "bench_common.h"
 #include "rvzgpu_viscosity.h"
 
-namespace {
-
-double median_seconds(int runs, const std::function<void()>& f)
-{
-    f();
-    f();
-    std::vector<double> t;
-    for (int r = 0; r < runs; ++r) {
-        const auto a = std::chrono::steady_clock::now();
-        f();
-        cudaDeviceSynchronize();
-        t.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - a).count());
-    }
-    std::sort(t.begin(), t.end());
-    return t[t.size() / 2];
-}
-
-void row(int n, const char* op, double seconds, double bytesPerCell, double copyRate)
-{
-    const double bytes = bytesPerCell * n;
-    std::printf("%-10d %-16s %12.1f %12.2f %10.2f %10.2f\n", n, op, seconds * 1e6, bytes / 1e6, bytes / seconds / 1e9,
-                bytes / seconds / copyRate);
-}
-
-}  // namespace
+using rvzbench::MedianSeconds;
 
 int main(int argc, char** argv)
 {
-    std::vector<int> sizes;
-    for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
-    if (sizes.empty()) sizes = {100000, 1000000, 10000000};
+    const std::vector<int> sizes = rvzbench::SizesFromArguments(argc, argv, {100000, 1000000, 10000000});
 
     CRVZGPUtool tool;
     if (tool.SetDeviceToUse(0) != 0) return 1;
     const auto ps = rvz::viscosity::PolystyreneStyron678E();
-    std::printf("%-10s %-16s %12s %12s %10s %10s\n", "n", "op", "time [us]", "model [MB]", "GB/s", "of copy");
+    rvzbench::RateTable table("n", 16);
     for (int n : sizes) {
         const int grid = (n + 255) / 256;
         const rvz::LevelTable t = rvz::MakeLevelTable(n);
@@ -68,31 +36,29 @@ int main(int argc, char** argv)
         for (int k = 1; k < 12; ++k) tool.DataCopyHost2Device(n, ones.data(), f[k]);
         const int runs = n >= 10000000 ? 11 : 31;
 
-        const double copy = median_seconds(runs, [&] { tool.DataCopyDevice2Device(n, f[11], f[10]); });
-        const double copyRate = 16.0 * n / copy;
-        row(n, "d2d copy", copy, 16.0, copyRate);
+        table.CopyRow(tool, runs, n, n, f[11], f[10]);
         // T, p, rate, alpha, hot-runner flag read; viscosity written.
-        row(n, "CalcVis_Flow/5", median_seconds(runs, [&] {
+        table.Row(n, "CalcVis_Flow/5", MedianSeconds(runs, [&] {
                 tool.CalcVis_Flow(n, 0, 1, 0, 230.0, 0.5, 0.0, 0.0, 45.0, 5, f[0], f[1], f[2], f[3], hot, f[4], f[5],
                                   P, grid);
-            }), 44.0, copyRate);
+            }), 44.0 * n);
         // Nine gradients and the old rate read, the rate written.
-        row(n, "Calc_ShearRate", median_seconds(runs, [&] {
+        table.Row(n, "Calc_ShearRate", MedianSeconds(runs, [&] {
                 tool.Calc_ShearRate(n, 0.5, f[1], f[2], f[3], f[4], f[5], f[6], f[7], f[8], f[9], f[10], grid);
-            }), 88.0, copyRate);
+            }), 88.0 * n);
         // visnew, k, alpha and the three old values read; three written.
-        row(n, "Calc_VisDenMk", median_seconds(runs, [&] {
+        table.Row(n, "Calc_VisDenMk", MedianSeconds(runs, [&] {
                 tool.Calc_VisDenMk(n, 1e7, 1e-3, 0.5, 1e3, 0.5, 1.0, 1e-3, 1e3, f[5], f[6], f[7], f[3], f[8], f[9],
                                    f[10], grid);
-            }), 72.0, copyRate);
+            }), 72.0 * n);
         double a = 0.0, b = 0.0;
-        row(n, "Calc_Tmax_Tmin", median_seconds(runs, [&] {
+        table.Row(n, "Calc_Tmax_Tmin", MedianSeconds(runs, [&] {
                 tool.Calc_Tmax_Tmin(n, f[0], bufA, bufB, grid, t.nLevels, t.count, t.offset, t.total, t.size, a, b);
-            }), 8.0, copyRate);
-        row(n, "Calc_Umax", median_seconds(runs, [&] {
+            }), 8.0 * n);
+        table.Row(n, "Calc_Umax", MedianSeconds(runs, [&] {
                 tool.Calc_Umax(n, 0.5, f[3], f[1], f[2], f[4], bufA, grid, t.nLevels, t.count, t.offset, t.total,
                                t.size, a);
-            }), 32.0, copyRate);
+            }), 32.0 * n);
         for (auto* p : f) tool.FreeDeviceMemory(p);
         tool.FreeDeviceMemory(hot);
         tool.FreeDeviceMemory(P);
