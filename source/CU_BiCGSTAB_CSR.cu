@@ -16,23 +16,12 @@ int BiCGSTAB_CSR(int BlockSize, int nnu, int nna, int* ia, int* ja, double* aa, 
     std::printf(jacobi ? "CUDA_BiJCGSTABCSR: nnu=%d, nna=%d\n" : "CUDA_BiCGSTABCSR: nnu=%d, nna=%d\n", nnu, nna);
     std::fflush(stdout);
 
-    const int grid = (nnu + kBlockSize - 1) / kBlockSize;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_CSR_CalcM, grid, kBlockSize, 0, 0)(nnu, ia, ja, aa, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_CSR_CalcResidual_In, grid, kBlockSize, kTwoQuantityShared, 0)
-        (nnu, ia, ja, aa, rhs, sol, r, buffer);
-    };
-    auto productV = [&](const double* P, double* v) {
-        RVZ_LAUNCH(Kernel_BiCGSTAB_CSR_Calc_v, grid, kBlockSize, kTwoQuantityShared, 0)(nnu, v, ia, ja, aa, P);
-    };
-    auto productT = [&](const double* s, double* t) {
-        RVZ_LAUNCH(Kernel_BiCGSTAB_CSR_Calc_t, grid, kBlockSize, kTwoQuantityShared, 0)(nnu, t, ia, ja, aa, s);
-    };
-    return BiCGSolve<Kernel_CollectResidual>(nnu, nnu, jacobi, BiCGScheme::A, sol, tol, resIn, resOut, iter, maxIter,
-                                             false, 0.0, SelectedDevice, inverseDiagonal, residualIn, productV,
-                                             productT);
+    const CsrOperator A{nnu, ia, ja, aa, rhs, sol, (nnu + kBlockSize - 1) / kBlockSize};
+    return BiCGSolve<Kernel_CollectResidual>(
+        nnu, nnu, jacobi, BiCGScheme::A, sol, tol, resIn, resOut, iter, maxIter, false, 0.0, SelectedDevice,
+        A,
+        [&](const double* P, double* v) { A.Product<Kernel_BiCGSTAB_CSR_Calc_v>(P, v, kTwoQuantityShared); },
+        [&](const double* s, double* t) { A.Product<Kernel_BiCGSTAB_CSR_Calc_t>(s, t, kTwoQuantityShared); });
 }
 
 }  // namespace rvz

@@ -23,29 +23,16 @@ int BiCGSTAB_ELL(int BlockSize, int nnu, int NColumnPerRow, int* indexELL, doubl
         std::fflush(stdout);
     }
 
-    const int grid = new_nnu / kBlockSize;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_ELL_CalcM, grid, kBlockSize, 0, 0)(nnu, NColumnPerRow, indexELL, aaELL, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_ELL_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
-        (nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, r, buffer);
-    };
+    const EllOperator A{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, new_nnu / kBlockSize};
     auto productV = [&](const double* P, double* v) {
-        if (jacobi)
-            RVZ_LAUNCH(Kernel_BiJCGSTAB_ELL_Calc_v, grid, kBlockSize, 0, 0)(nnu, new_nnu, NColumnPerRow, v, aaELL, indexELL, P);
-        else
-            RVZ_LAUNCH(Kernel_BiCGSTAB_ELL_Calc_v, grid, kBlockSize, 0, 0)(nnu, new_nnu, NColumnPerRow, v, aaELL, indexELL, P);
+        A.Product<Kernel_BiCGSTAB_ELL_Calc_v, Kernel_BiJCGSTAB_ELL_Calc_v>(jacobi, P, v);
     };
     auto productT = [&](const double* s, double* t) {
-        if (jacobi)
-            RVZ_LAUNCH(Kernel_BiJCGSTAB_ELL_Calc_t, grid, kBlockSize, 0, 0)(nnu, new_nnu, NColumnPerRow, t, aaELL, indexELL, s);
-        else
-            RVZ_LAUNCH(Kernel_BiCGSTAB_ELL_Calc_t, grid, kBlockSize, 0, 0)(nnu, new_nnu, NColumnPerRow, t, aaELL, indexELL, s);
+        A.Product<Kernel_BiCGSTAB_ELL_Calc_t, Kernel_BiJCGSTAB_ELL_Calc_t>(jacobi, s, t);
     };
-    return BiCGSolve<Kernel_CollectResidual_Alt>(new_nnu, nnu, jacobi, jacobi ? BiCGScheme::B : BiCGScheme::A, sol,
-                                                 tol, resIn, resOut, iter, maxIter, true, requiredMB, SelectedDevice,
-                                                 inverseDiagonal, residualIn, productV, productT);
+    return BiCGSolve<Kernel_CollectResidual_Alt>(
+        new_nnu, nnu, jacobi, jacobi ? BiCGScheme::B : BiCGScheme::A, sol, tol, resIn, resOut, iter, maxIter, true,
+        requiredMB, SelectedDevice, A, productV, productT);
 }
 
 }  // namespace rvz

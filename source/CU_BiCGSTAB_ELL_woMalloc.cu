@@ -17,43 +17,15 @@ int BiJCGSTABELL_woMalloc(int BlockSize, int nnu, int NColumnPerRow, int* indexE
 {
     if (BlockSize != kBlockSize) return 0;
     const LevelView table(nLevels, count, offset, total, size);
-    BiCGBuffers buffers;
-    buffers.res = resNextLevelD;
-    buffers.aDen = aDenominatorNextLevelD;
-    buffers.rho = rhoNextLevelD;
-    buffers.s = sNextLevelD;
-    buffers.omegaNum = omegaNumeratorNextLevelD;
-    buffers.omegaDen = omegaDenominatorNextLevelD;
-    BiCGVectors vectors;
-    vectors.r = resD;
-    vectors.P = PD;
-    vectors.v = vD;
-    vectors.rTilde = restiltD;
-    vectors.s = sD;
-    vectors.t = tD;
-    vectors.d = diagonal_reciprocalD;
-    vectors.sHat = ssD;
-    vectors.pHat = ppD;
-    const BiCGSystem s = CallerStorageSystem(nnu, table, buffers, vectors, workLength);
-
-    const int grid = s.grid;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_ELL_CalcM, grid, kBlockSize, 0, 0)(nnu, NColumnPerRow, indexELL, aaELL, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_ELL_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
-        (nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, r, buffer);
-    };
-    auto productV = [&](const double* pHat, double* v) {
-        RVZ_LAUNCH(Kernel_BiCGSTAB_ELL_woMalloc_Calc_v, grid, kBlockSize, 0, 0)
-        (nnu, new_nnu, NColumnPerRow, v, aaELL, indexELL, pHat);
-    };
-    auto productT = [&](const double* sHat, double* t) {
-        RVZ_LAUNCH(Kernel_BiCGSTAB_ELL_woMalloc_Calc_t, grid, kBlockSize, 0, 0)
-        (nnu, new_nnu, NColumnPerRow, t, aaELL, indexELL, sHat);
-    };
-    if (!BiCGRun<Kernel_CollectResidual_Alt>(s, BiCGScheme::B, sol, tol, resIn, resOut, iter, maxIter,
-                                             inverseDiagonal, residualIn, productV, productT, LocalSum{}))
+    const BiCGSystem s = CallerStorageSystem(nnu, table, resNextLevelD, aDenominatorNextLevelD, rhoNextLevelD,
+                                             sNextLevelD, omegaNumeratorNextLevelD, omegaDenominatorNextLevelD, resD,
+                                             PD, vD, restiltD, sD, tD, diagonal_reciprocalD, ssD, ppD, workLength);
+    const EllOperator A{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, s.grid};
+    if (!BiCGRun<Kernel_CollectResidual_Alt>(
+            s, BiCGScheme::B, sol, tol, resIn, resOut, iter, maxIter, A,
+            [&](const double* pHat, double* v) { A.Product<Kernel_BiCGSTAB_ELL_woMalloc_Calc_v>(pHat, v); },
+            [&](const double* sHat, double* t) { A.Product<Kernel_BiCGSTAB_ELL_woMalloc_Calc_t>(sHat, t); },
+            LocalSum{}))
         return 0;
     return CheckStep("Serial BiJCGSTAB Computing failed", SelectedDevice);
 }

@@ -24,18 +24,17 @@ int BiJCGSTABELL_woMallocPar(int BlockSize, int nnu, int NColumnPerRow, int* ind
     if (!ParHasMessagePassing(com, nProcs, "BiJCGSTABELL_woMallocPar needs a CRVZCom object", SelectedDevice))
         return cudaErrorInvalidValue;
     const LevelView table(nLevels, count, offset, total, size);
-    const BiCGSystem s = ParCallerStorageSystem(nnu, table, resNextLevelD, aDenominatorNextLevelD, rhoNextLevelD,
-                                                sNextLevelD, omegaNumeratorNextLevelD, omegaDenominatorNextLevelD,
-                                                resD, PD, vD, restiltD, sD, tD, diagonal_reciprocalD, ssD, ppD,
-                                                workLength);
-    const ParEllSystem system{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs};
+    const BiCGSystem s = CallerStorageSystem(nnu, table, resNextLevelD, aDenominatorNextLevelD, rhoNextLevelD,
+                                             sNextLevelD, omegaNumeratorNextLevelD, omegaDenominatorNextLevelD, resD,
+                                             PD, vD, restiltD, sD, tD, diagonal_reciprocalD, ssD, ppD, workLength);
+    const EllOperator A{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, s.grid};
     const InPlaceExchangeData data{nProcs, exchangeBuffer, nbrList, nbrStart, sendIndexHost, recvIndexHost,
                                    nNbr,   NParInterFace};
     const ParCopyLists lists{NParInterFace,   ijParCVD,        ijParD,           ParD2HCopyListD,
                              ParD2HCopyListHost, ParH2DCopyListD, ParH2DCopyListHost, copyGrid};
     ParProcessSum globalSum{com, nProcs};
     if (!RunBiJCGSTABPar<Kernel_BICGSTAB_fiD2ParD2HCopyListD, Kernel_BICGSTAB_ParH2DCopyListD2fiD>(
-            s, system, sol, tol, resIn, resOut, iter, maxIter, com, data, lists, hostFieldP, hostFieldS, globalSum))
+            s, A, sol, tol, resIn, resOut, iter, maxIter, com, data, lists, hostFieldP, hostFieldS, globalSum))
         return 0;
     return CheckStep("Parallel BiJCGSTAB Computing failed", SelectedDevice);
 }

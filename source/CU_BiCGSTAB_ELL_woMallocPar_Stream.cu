@@ -52,18 +52,17 @@ int BiJCGSTABELL_woMallocPar_Stream(
     StreamProcessSum globalSum{{com, nProcs}, nullptr};
     CreateStream(&globalSum.stream);
     const LevelView table(nLevels, count, offset, total, size);
-    const BiCGSystem s = ParCallerStorageSystem(nnu, table, resNextLevelD, aDenominatorNextLevelD, rhoNextLevelD,
-                                                sNextLevelD, omegaNumeratorNextLevelD, omegaDenominatorNextLevelD,
-                                                resD, PD, vD, restiltD, sD, tD, diagonal_reciprocalD, ssD, ppD,
-                                                workLength);
-    const ParEllSystem system{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs};
+    const BiCGSystem s = CallerStorageSystem(nnu, table, resNextLevelD, aDenominatorNextLevelD, rhoNextLevelD,
+                                             sNextLevelD, omegaNumeratorNextLevelD, omegaDenominatorNextLevelD, resD,
+                                             PD, vD, restiltD, sD, tD, diagonal_reciprocalD, ssD, ppD, workLength);
+    const EllOperator A{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, s.grid};
     const InPlaceExchangeData data{nProcs, exchangeBuffer, nbrList, nbrStart, sendIndexHost, recvIndexHost,
                                    nNbr,   NParInterFace};
     const ParCopyLists lists{NParInterFace,   ijParCVD,        ijParD,           ParD2HCopyListD,
                              ParD2HCopyListHost, ParH2DCopyListD, ParH2DCopyListHost, copyGrid};
     const bool iterated =
         RunBiJCGSTABPar<Kernel_BICGSTAB_fiD2ParD2HCopyListD_Stream, Kernel_BICGSTAB_ParH2DCopyListD2fiD_Stream>(
-            s, system, sol, tol, resIn, resOut, iter, maxIter, com, data, lists, hostFieldP, hostFieldS, globalSum);
+            s, A, sol, tol, resIn, resOut, iter, maxIter, com, data, lists, hostFieldP, hostFieldS, globalSum);
     DestroyStream(globalSum.stream);
     if (!iterated) return 0;
     return CheckStep("Parallel BiJCGSTAB-Stream Computing failed", SelectedDevice);

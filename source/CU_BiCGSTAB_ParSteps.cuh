@@ -72,72 +72,26 @@ void RefreshParHalo(CRVZCom* com, const InPlaceExchangeData& data, const ParCopy
     }
 }
 
-// The ELL matrix and right-hand side of a caller-storage solve.
-struct ParEllSystem {
-    int nnu;
-    int new_nnu;
-    int NColumnPerRow;
-    const int* indexELL;
-    const double* aaELL;
-    const double* rhs;
-};
-
-// The caller's fifteen arrays as a zero-filled solver system.
-inline BiCGSystem ParCallerStorageSystem(int nnu, const LevelView& table, double* resNextLevelD,
-                                         double* aDenominatorNextLevelD, double* rhoNextLevelD, double* sNextLevelD,
-                                         double* omegaNumeratorNextLevelD, double* omegaDenominatorNextLevelD,
-                                         double* resD, double* PD, double* vD, double* restiltD, double* sD,
-                                         double* tD, double* diagonal_reciprocalD, double* ssD, double* ppD,
-                                         int workLength)
-{
-    BiCGBuffers b;
-    b.res = resNextLevelD;
-    b.aDen = aDenominatorNextLevelD;
-    b.rho = rhoNextLevelD;
-    b.s = sNextLevelD;
-    b.omegaNum = omegaNumeratorNextLevelD;
-    b.omegaDen = omegaDenominatorNextLevelD;
-    BiCGVectors v;
-    v.r = resD;
-    v.P = PD;
-    v.v = vD;
-    v.rTilde = restiltD;
-    v.s = sD;
-    v.t = tD;
-    v.d = diagonal_reciprocalD;
-    v.sHat = ssD;
-    v.pHat = ppD;
-    return CallerStorageSystem(nnu, table, b, v, workLength);
-}
-
 // Runs scheme B on storage that CallerStorageSystem has zero-filled.
 // Returns false when the initial residual is exactly zero over all
 // processes (every process returns together, resOut and iter untouched).
 template <auto Gather, auto Scatter, class GlobalSum>
-bool RunBiJCGSTABPar(const BiCGSystem& s, const ParEllSystem& a, double* sol, double tol, double& resIn,
-                     double& resOut, int& iter, int maxIter, CRVZCom* com, const InPlaceExchangeData& data,
-                     const ParCopyLists& lists, double* hostFieldP, double* hostFieldS, GlobalSum& globalSum)
+bool RunBiJCGSTABPar(const BiCGSystem& s, const EllOperator& A, double* sol, double tol, double& resIn,
+                     double& resOut, int& iter, int maxIter, CRVZCom* com, const InPlaceExchangeData& data, const ParCopyLists& lists,
+                     double* hostFieldP, double* hostFieldS, GlobalSum& globalSum)
 {
-    const int grid = s.grid;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_ELL_CalcM, grid, kBlockSize, 0, 0)(a.nnu, a.NColumnPerRow, a.indexELL, a.aaELL, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_ELL_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
-        (a.nnu, a.new_nnu, a.NColumnPerRow, a.indexELL, a.aaELL, a.rhs, sol, r, buffer);
-    };
     auto productV = [&](const double* pHat, double* v) {
         RefreshParHalo<Gather, Scatter>(com, data, lists, s.v.pHat, hostFieldP);
-        RVZ_LAUNCH(Kernel_BiCGSTAB_ELL_woMalloc_Calc_v, grid, kBlockSize, 0, 0)
-        (a.nnu, a.new_nnu, a.NColumnPerRow, v, a.aaELL, a.indexELL, pHat);
+        A.Product<Kernel_BiCGSTAB_ELL_woMalloc_Calc_v>(pHat, v);
     };
     auto productT = [&](const double* sHat, double* t) {
         RefreshParHalo<Gather, Scatter>(com, data, lists, s.v.sHat, hostFieldS);
-        RVZ_LAUNCH(Kernel_BiCGSTAB_ELL_woMalloc_Calc_t, grid, kBlockSize, 0, 0)
-        (a.nnu, a.new_nnu, a.NColumnPerRow, t, a.aaELL, a.indexELL, sHat);
+        A.Product<Kernel_BiCGSTAB_ELL_woMalloc_Calc_t>(sHat, t);
     };
-    return BiCGRun<Kernel_CollectResidual_Alt>(s, BiCGScheme::B, sol, tol, resIn, resOut, iter, maxIter,
-                                               inverseDiagonal, residualIn, productV, productT, globalSum);
+    return BiCGRun<Kernel_CollectResidual_Alt>(
+        s, BiCGScheme::B, sol, tol, resIn, resOut, iter, maxIter,
+        A,
+        productV, productT, globalSum);
 }
 
 }  // namespace rvz

@@ -36,6 +36,16 @@ private:
     PackedHaloExchange& exchange_;
 };
 
+// The distributed initial residual reads x0 directly, halo columns
+// included, not through the serial kernel's block cache.
+struct DistributedCsrOperator : CsrOperator {
+    void ResidualIn(double* r, double* buffer) const
+    {
+        RVZ_LAUNCH_BLOCK(Kernel_CGP_CSR_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
+        (nnu, ia, ja, aa, rhs, sol, r, buffer);
+    }
+};
+
 }  // namespace
 
 int CGP_CSR(int BlockSize, int nnu, int nna, int* ia, int* ja, double* aa, double* rhs, double* sol, double* solHost,
@@ -57,19 +67,10 @@ int CGP_CSR(int BlockSize, int nnu, int nna, int* ia, int* ja, double* aa, doubl
     PackedHaloExchange exchange(com, comm, rank, lists);
     StagedHalo halo(nnu + nHalo, exchange);
 
-    const int grid = (nnu + kBlockSize - 1) / kBlockSize;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_CSR_CalcM, grid, kBlockSize, 0, 0)(nnu, ia, ja, aa, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_CGP_CSR_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
-        (nnu, ia, ja, aa, rhs, sol, r, buffer);
-    };
-    auto product = [&](const double* P, double* q) {
-        RVZ_LAUNCH(Kernel_CSR_Product_Portable, grid, kBlockSize, 0, 0)(nnu, q, ia, ja, aa, P);
-    };
-    return CGPSolve<CSRReductions>(nnu, problem, true, resIn, resOut, iter, inverseDiagonal, residualIn, product,
-                                   halo);
+    const DistributedCsrOperator A{{nnu, ia, ja, aa, rhs, sol, (nnu + kBlockSize - 1) / kBlockSize}};
+    return CGPSolve<CSRReductions>(
+        nnu, problem, true, resIn, resOut, iter, A,
+        [&](const double* P, double* q) { A.Product<Kernel_CSR_Product_Portable>(P, q, 0); }, halo);
 }
 
 }  // namespace rvz

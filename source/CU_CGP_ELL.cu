@@ -98,24 +98,12 @@ int CGP_ELL(int BlockSize, int nnu, int NColumnPerRow, int* indexELL, double* aa
     PackedHaloExchange exchange(com, comm, rank, lists);
     GatheredHalo halo(nnu + nHalo, sendIndex, exchange);
 
-    const int grid = new_nnu / kBlockSize;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_ELL_CalcM, grid, kBlockSize, 0, 0)(nnu, NColumnPerRow, indexELL, aaELL, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_ELL_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
-        (nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, r, buffer);
-    };
+    const EllOperator A{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, new_nnu / kBlockSize};
     auto product = [&](const double* P, double* q) {
-        if (jacobi)
-            RVZ_LAUNCH(Kernel_JCG_ELL_Calc_q_parallel, grid, kBlockSize, 0, 0)
-            (nnu, new_nnu, NColumnPerRow, q, aaELL, indexELL, P);
-        else
-            RVZ_LAUNCH(Kernel_CG_ELL_Calc_q_parallel, grid, kBlockSize, 0, 0)
-            (nnu, new_nnu, NColumnPerRow, q, aaELL, indexELL, P);
+        A.Product<Kernel_CG_ELL_Calc_q_parallel, Kernel_JCG_ELL_Calc_q_parallel>(jacobi, P, q);
     };
-    return CGPSolve<ELLReductions>(new_nnu, problem, false, resIn, resOut, iter, inverseDiagonal, residualIn, product,
-                                   halo);
+    return CGPSolve<ELLReductions>(
+        new_nnu, problem, false, resIn, resOut, iter, A, product, halo);
 }
 
 }  // namespace rvz

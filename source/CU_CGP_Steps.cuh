@@ -126,9 +126,11 @@ inline bool NeighbourListsPair(const CGPProblem& p, const NeighbourLists& lists)
 // direction and FinalUpdate(x, solHost), which copies the solution with its
 // halo to the host and refreshes the halo values there. An initial residual
 // of exactly zero (over all processes) skips the iterations with iter = 0.
-template <class R, class InverseDiagonal, class ResidualIn, class Product, class Halo>
+// `A` launches the inverse diagonal and the initial residual (CsrOperator,
+// EllOperator or one of the same form).
+template <class R, class Operator, class Product, class Halo>
 int CGPSolve(int n, const CGPProblem& p, bool printTolerance, double& resIn, double& resOut, int& iter,
-             InverseDiagonal&& inverseDiagonal, ResidualIn&& residualIn, Product&& product, Halo& halo)
+             const Operator& A, Product&& product, Halo& halo)
 {
     const LevelTable table = MakeLevelTable(n);
     CGSystem s{p.nnu, table.size[1], LevelView(table), CGVectors{}, CGBuffers{}, p.jacobi};
@@ -147,8 +149,8 @@ int CGPSolve(int n, const CGPProblem& p, bool printTolerance, double& resIn, dou
     if (code != 0) return code;
 
     ProcessSum globalSum{p.com, p.comm};
-    if (p.jacobi) inverseDiagonal(s.v.d);
-    residualIn(s.v.r, s.b.res);
+    if (p.jacobi) A.InverseDiagonal(s.v.d);
+    A.ResidualIn(s.v.r, s.b.res);
     resIn = std::sqrt(FinishReduction<R::kCollectResidual>(s.table, s.b.res, globalSum));
     const double tolAbs = std::fabs(p.tol) * resIn;
     if (printTolerance && p.rank == 0) {

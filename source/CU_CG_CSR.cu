@@ -16,19 +16,11 @@ int CG_CSR(int BlockSize, int nnu, int nna, int* ia, int* ja, double* aa, double
     std::printf(jacobi ? "CUDA_JCGCSR: nnu=%d, nna=%d\n" : "CUDA_CGCSR: nnu=%d, nna=%d\n", nnu, nna);
     std::fflush(stdout);
 
-    const int grid = (nnu + kBlockSize - 1) / kBlockSize;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_CSR_CalcM, grid, kBlockSize, 0, 0)(nnu, ia, ja, aa, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_CSR_CalcResidual_In, grid, kBlockSize, kTwoQuantityShared, 0)
-        (nnu, ia, ja, aa, rhs, sol, r, buffer);
-    };
-    auto product = [&](const double* P, double* q) {
-        RVZ_LAUNCH(Kernel_CG_CSR_Calc_q, grid, kBlockSize, kTwoQuantityShared, 0)(nnu, q, ia, ja, aa, P);
-    };
-    return CGSolve<CSRReductions>(nnu, nnu, jacobi, sol, tol, resIn, resOut, iter, maxIter, false, 0.0,
-                                  SelectedDevice, inverseDiagonal, residualIn, product);
+    const CsrOperator A{nnu, ia, ja, aa, rhs, sol, (nnu + kBlockSize - 1) / kBlockSize};
+    return CGSolve<CSRReductions>(
+        nnu, nnu, jacobi, sol, tol, resIn, resOut, iter, maxIter, false, 0.0, SelectedDevice,
+        A,
+        [&](const double* P, double* q) { A.Product<Kernel_CG_CSR_Calc_q>(P, q, kTwoQuantityShared); });
 }
 
 int CSRProduct(int nnu, const int* ia, const int* ja, const double* aa, const double* x, double* y,

@@ -35,22 +35,11 @@ int CG_ELL(int BlockSize, int nnu, int NColumnPerRow, int* indexELL, double* aaE
     std::printf("RequiredGPUMemoryInMB=%e\n", requiredMB);
     std::fflush(stdout);
 
-    const int grid = new_nnu / kBlockSize;
-    auto inverseDiagonal = [&](double* d) {
-        RVZ_LAUNCH(Kernel_ELL_CalcM, grid, kBlockSize, 0, 0)(nnu, NColumnPerRow, indexELL, aaELL, d);
-    };
-    auto residualIn = [&](double* r, double* buffer) {
-        RVZ_LAUNCH_BLOCK(Kernel_ELL_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
-        (nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, r, buffer);
-    };
-    auto product = [&](const double* P, double* q) {
-        if (jacobi)
-            RVZ_LAUNCH(Kernel_JCG_ELL_Calc_q, grid, kBlockSize, 0, 0)(nnu, new_nnu, NColumnPerRow, q, aaELL, indexELL, P);
-        else
-            RVZ_LAUNCH(Kernel_CG_ELL_Calc_q, grid, kBlockSize, 0, 0)(nnu, new_nnu, NColumnPerRow, q, aaELL, indexELL, P);
-    };
-    return CGSolve<ELLReductions>(new_nnu, nnu, jacobi, sol, tol, resIn, resOut, iter, maxIter, true, requiredMB,
-                                  SelectedDevice, inverseDiagonal, residualIn, product);
+    const EllOperator A{nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, new_nnu / kBlockSize};
+    return CGSolve<ELLReductions>(
+        new_nnu, nnu, jacobi, sol, tol, resIn, resOut, iter, maxIter, true, requiredMB, SelectedDevice,
+        A,
+        [&](const double* P, double* q) { A.Product<Kernel_CG_ELL_Calc_q, Kernel_JCG_ELL_Calc_q>(jacobi, P, q); });
 }
 
 int ELLProduct(int nnu, int new_nnu, int NColumnPerRow, const int* indexELL, const double* aaELL, const double* x,

@@ -29,6 +29,81 @@ namespace rvz {
 constexpr size_t kOneQuantityShared = kBlockSize * sizeof(double);
 constexpr size_t kTwoQuantityShared = 2 * kBlockSize * sizeof(double);
 
+// A CSR matrix with the right-hand side and initial guess of one solve: the
+// launches every CSR driver makes on it, one thread per row over `grid`
+// blocks. The product kernel is the driver's own (its name is part of each
+// family's kernel set); every one takes (nnu, y, ia, ja, aa, x).
+struct CsrOperator {
+    int nnu;
+    const int* ia;
+    const int* ja;
+    const double* aa;
+    const double* rhs;
+    const double* sol;
+    int grid;
+
+    void InverseDiagonal(double* d) const
+    {
+        RVZ_LAUNCH(Kernel_CSR_CalcM, grid, kBlockSize, 0, 0)(nnu, ia, ja, aa, d);
+    }
+
+    // r = b - A x0, with the first level of ||r||^2 into buffer.
+    void ResidualIn(double* r, double* buffer) const
+    {
+        RVZ_LAUNCH_BLOCK(Kernel_CSR_CalcResidual_In, grid, kBlockSize, kTwoQuantityShared, 0)
+        (nnu, ia, ja, aa, rhs, sol, r, buffer);
+    }
+
+    // y = A x; `shared` is the block cache of x the kernel uses on a GPU.
+    template <auto Kernel>
+    void Product(const double* x, double* y, size_t shared) const
+    {
+        RVZ_LAUNCH(Kernel, grid, kBlockSize, shared, 0)(nnu, y, ia, ja, aa, x);
+    }
+};
+
+// An ELL matrix with the right-hand side and initial guess of one solve:
+// the launches every ELL driver makes on it over `grid` blocks. Product
+// kernels take (nnu, new_nnu, NColumnPerRow, y, aaELL, indexELL, x).
+struct EllOperator {
+    int nnu;
+    int new_nnu;
+    int NColumnPerRow;
+    const int* indexELL;
+    const double* aaELL;
+    const double* rhs;
+    const double* sol;
+    int grid;
+
+    void InverseDiagonal(double* d) const
+    {
+        RVZ_LAUNCH(Kernel_ELL_CalcM, grid, kBlockSize, 0, 0)(nnu, NColumnPerRow, indexELL, aaELL, d);
+    }
+
+    // r = b - A x0, with the first level of ||r||^2 into buffer.
+    void ResidualIn(double* r, double* buffer) const
+    {
+        RVZ_LAUNCH_BLOCK(Kernel_ELL_CalcResidual_In, grid, kBlockSize, kOneQuantityShared, 0)
+        (nnu, new_nnu, NColumnPerRow, indexELL, aaELL, rhs, sol, r, buffer);
+    }
+
+    template <auto Kernel>
+    void Product(const double* x, double* y) const
+    {
+        RVZ_LAUNCH(Kernel, grid, kBlockSize, 0, 0)(nnu, new_nnu, NColumnPerRow, y, aaELL, indexELL, x);
+    }
+
+    // The plain and the Jacobi method launch kernels of their own names.
+    template <auto Plain, auto Jacobi>
+    void Product(bool jacobi, const double* x, double* y) const
+    {
+        if (jacobi)
+            Product<Jacobi>(x, y);
+        else
+            Product<Plain>(x, y);
+    }
+};
+
 // The scalar of a serial solve is the local one.
 struct LocalSum {
     double operator()(double local) const { return local; }
@@ -57,6 +132,19 @@ void FinishReduction2(const LevelView& table, double* bufferA, double* bufferB, 
     a = globalSum(localA);
     b = globalSum(localB);
 }
+
+// What every step of a method reads: rows, the grid of its one-thread-
+// per-row launches, the level table of its reductions, the method's work
+// vectors and partial-sum buffers, and whether it is Jacobi-preconditioned.
+template <class Vectors, class Buffers>
+struct KrylovSystem {
+    int nnu;
+    int grid;
+    LevelView table;
+    Vectors v;
+    Buffers b;
+    bool jacobi;
+};
 
 // Device work storage of one solve, allocated (and zero-filled) in the
 // order given and freed on destruction.
@@ -126,14 +214,7 @@ struct CGBuffers {
     double* bDen = nullptr;
 };
 
-struct CGSystem {
-    int nnu;
-    int grid;
-    LevelView table;
-    CGVectors v;
-    CGBuffers b;
-    bool jacobi;
-};
+using CGSystem = KrylovSystem<CGVectors, CGBuffers>;
 
 // The collecting kernels of a storage, and whether its Jacobi dot products
 // run as two separate first-level launches.
@@ -234,13 +315,12 @@ void CGIterate(const CGSystem& s, double* x, double tolAbs, int maxIter, Product
 // The allocating conjugate gradient driver after its start lines: work
 // storage for vectors of n entries, the inverse diagonal (Jacobi), the
 // initial residual, the iterations, the end line and the status check.
-// `inverseDiagonal(d)` and `residualIn(r, buffer)` launch the storage's
-// kernels; `product(P, q)` its matrix product. An initial residual of
-// exactly zero returns at once with iter = 0 and resOut = 0.
-template <class R, class InverseDiagonal, class ResidualIn, class Product>
+// `A` launches the storage's inverse diagonal and initial residual;
+// `product(P, q)` its matrix product. An initial residual of exactly zero
+// returns at once with iter = 0 and resOut = 0.
+template <class R, class Operator, class Product>
 int CGSolve(int n, int nnu, bool jacobi, double* x, double tol, double& resIn, double& resOut, int& iter,
-            int maxIter, bool showRequirement, double requiredMB, int device, InverseDiagonal&& inverseDiagonal,
-            ResidualIn&& residualIn, Product&& product)
+            int maxIter, bool showRequirement, double requiredMB, int device, const Operator& A, Product&& product)
 {
     const LevelTable table = MakeLevelTable(n);
     CGSystem s{nnu, table.size[1], LevelView(table), CGVectors{}, CGBuffers{}, jacobi};
@@ -261,8 +341,8 @@ int CGSolve(int n, int nnu, bool jacobi, double* x, double tol, double& resIn, d
     if (code != 0) return code;
 
     LocalSum localSum;
-    if (jacobi) inverseDiagonal(s.v.d);
-    residualIn(s.v.r, s.b.res);
+    if (jacobi) A.InverseDiagonal(s.v.d);
+    A.ResidualIn(s.v.r, s.b.res);
     resIn = std::sqrt(FinishReduction<R::kCollectResidual>(s.table, s.b.res, localSum));
     double finalResidual = 0.0;
     int iterations = 0;
@@ -305,14 +385,7 @@ struct BiCGBuffers {
     double* omegaDen = nullptr;
 };
 
-struct BiCGSystem {
-    int nnu;
-    int grid;
-    LevelView table;
-    BiCGVectors v;
-    BiCGBuffers b;
-    bool jacobi;
-};
+using BiCGSystem = KrylovSystem<BiCGVectors, BiCGBuffers>;
 
 // After the initial residual kernel: ||r0|| through `CollectInitial`, then
 // rtilde = r0 and, when asked, P = r0.
@@ -333,13 +406,13 @@ double BiCGRho(const BiCGSystem& s, const double* r, GlobalSum& globalSum)
     return FinishReduction<Kernel_BiCGSTAB_Collect_rho>(s.table, s.b.rho, globalSum);
 }
 
-// pHat = d P (Jacobi), then v = A pHat.
+// hat = d in (Jacobi; without it hat aliases in), then out = A hat: v from
+// P through pHat, and t from s through sHat.
 template <class Product>
-void BiCGDirectionProduct(const BiCGSystem& s, Product& productV)
+void BiCGPreconditionedProduct(const BiCGSystem& s, const double* in, double* hat, double* out, Product& product)
 {
-    if (s.jacobi)
-        RVZ_LAUNCH(Kernel_BiJCGSTAB_CalcPrecondition, s.grid, kBlockSize, 0, 0)(s.nnu, s.v.d, s.v.P, s.v.pHat);
-    productV(static_cast<const double*>(s.v.pHat), s.v.v);
+    if (s.jacobi) RVZ_LAUNCH(Kernel_BiJCGSTAB_CalcPrecondition, s.grid, kBlockSize, 0, 0)(s.nnu, s.v.d, in, hat);
+    product(static_cast<const double*>(hat), out);
 }
 
 // delta = rtilde.v
@@ -357,15 +430,6 @@ double BiCGIntermediate(const BiCGSystem& s, const double* r, double alpha, Glob
     RVZ_LAUNCH_BLOCK(Kernel_BiCGSTAB_Calc_s, s.grid, kBlockSize, kOneQuantityShared, 0)
     (s.nnu, alpha, s.v.v, s.v.s, r, s.b.s);
     return FinishReduction<Kernel_BiCGSTAB_Collect_s>(s.table, s.b.s, globalSum);
-}
-
-// sHat = d s (Jacobi), then t = A sHat.
-template <class Product>
-void BiCGIntermediateProduct(const BiCGSystem& s, Product& productT)
-{
-    if (s.jacobi)
-        RVZ_LAUNCH(Kernel_BiJCGSTAB_CalcPrecondition, s.grid, kBlockSize, 0, 0)(s.nnu, s.v.d, s.v.s, s.v.sHat);
-    productT(static_cast<const double*>(s.v.sHat), s.v.t);
 }
 
 // t.s and t.t
@@ -424,7 +488,7 @@ void BiCGSchemeA(const BiCGSystem& s, double* x, double tol, double resIn, int m
             std::fflush(stdout);
             break;
         }
-        BiCGDirectionProduct(s, productV);
+        BiCGPreconditionedProduct(s, s.v.P, s.v.pHat, s.v.v, productV);
         const double alpha = rho / BiCGAlphaDenominator(s, globalSum);
         const double sNorm = std::sqrt(BiCGIntermediate(s, s.v.rOld, alpha, globalSum));
         BiCGUpdateSolution(s, x, s.v.pHat, alpha, false);
@@ -433,7 +497,7 @@ void BiCGSchemeA(const BiCGSystem& s, double* x, double tol, double resIn, int m
             std::fflush(stdout);
             break;
         }
-        BiCGIntermediateProduct(s, productT);
+        BiCGPreconditionedProduct(s, s.v.s, s.v.sHat, s.v.t, productT);
         double omegaNumerator = 0.0;
         double omegaDenominator = 0.0;
         BiCGOmegaTerms(s, globalSum, omegaNumerator, omegaDenominator);
@@ -475,14 +539,14 @@ void BiCGSchemeB(const BiCGSystem& s, double* x, double tol, double& resIn, int 
             BiCGDirection(s, beta, omega);
         }
         rhoPrev = rho;
-        BiCGDirectionProduct(s, productV);
+        BiCGPreconditionedProduct(s, s.v.P, s.v.pHat, s.v.v, productV);
         const double delta = BiCGAlphaDenominator(s, globalSum);
         if (delta == 0.0) break;
         alpha = rho / (delta + kGuard);
         if (alpha == 0.0) break;
         BiCGUpdateSolution(s, x, s.v.pHat, alpha, false);
         (void)BiCGIntermediate(s, s.v.r, alpha, globalSum);
-        BiCGIntermediateProduct(s, productT);
+        BiCGPreconditionedProduct(s, s.v.s, s.v.sHat, s.v.t, productT);
         double omegaNumerator = 0.0;
         double omegaDenominator = 0.0;
         BiCGOmegaTerms(s, globalSum, omegaNumerator, omegaDenominator);
@@ -505,14 +569,13 @@ enum class BiCGScheme { A, B };
 // Everything from the inverse diagonal to the last iteration, on storage
 // that is ready (zero-filled). Returns false when scheme B found an exact
 // initial guess and returned before iterating (resOut and iter untouched).
-template <auto CollectInitial, class InverseDiagonal, class ResidualIn, class ProductV, class ProductT,
-          class GlobalSum>
+template <auto CollectInitial, class Operator, class ProductV, class ProductT, class GlobalSum>
 bool BiCGRun(const BiCGSystem& s, BiCGScheme scheme, double* x, double tol, double& resIn, double& resOut,
-             int& iter, int maxIter, InverseDiagonal&& inverseDiagonal, ResidualIn&& residualIn, ProductV&& productV,
-             ProductT&& productT, GlobalSum&& globalSum)
+             int& iter, int maxIter, const Operator& A, ProductV&& productV, ProductT&& productT,
+             GlobalSum&& globalSum)
 {
-    if (s.jacobi) inverseDiagonal(s.v.d);
-    residualIn(s.v.r, s.b.res);
+    if (s.jacobi) A.InverseDiagonal(s.v.d);
+    A.ResidualIn(s.v.r, s.b.res);
     resIn = BiCGStart<CollectInitial>(s, globalSum, scheme == BiCGScheme::A);
     if (scheme == BiCGScheme::A) {
         BiCGSchemeA(s, x, tol, resIn, maxIter, productV, productT, globalSum, resOut, iter);
@@ -528,10 +591,10 @@ bool BiCGRun(const BiCGSystem& s, BiCGScheme scheme, double* x, double tol, doub
 // The allocating BiCGSTAB driver after its start line: work storage for
 // vectors of n entries, the solve, the end line of scheme A (without a
 // line break) and the status check with "Computing failed".
-template <auto CollectInitial, class InverseDiagonal, class ResidualIn, class ProductV, class ProductT>
+template <auto CollectInitial, class Operator, class ProductV, class ProductT>
 int BiCGSolve(int n, int nnu, bool jacobi, BiCGScheme scheme, double* x, double tol, double& resIn, double& resOut,
-              int& iter, int maxIter, bool showRequirement, double requiredMB, int device,
-              InverseDiagonal&& inverseDiagonal, ResidualIn&& residualIn, ProductV&& productV, ProductT&& productT)
+              int& iter, int maxIter, bool showRequirement, double requiredMB, int device, const Operator& A,
+              ProductV&& productV, ProductT&& productT)
 {
     const LevelTable table = MakeLevelTable(n);
     BiCGSystem s{nnu, table.size[1], LevelView(table), BiCGVectors{}, BiCGBuffers{}, jacobi};
@@ -560,8 +623,8 @@ int BiCGSolve(int n, int nnu, bool jacobi, BiCGScheme scheme, double* x, double 
         s.v.sHat = s.v.s;
     }
 
-    const bool iterated = BiCGRun<CollectInitial>(s, scheme, x, tol, resIn, resOut, iter, maxIter, inverseDiagonal,
-                                                  residualIn, productV, productT, LocalSum{});
+    const bool iterated =
+        BiCGRun<CollectInitial>(s, scheme, x, tol, resIn, resOut, iter, maxIter, A, productV, productT, LocalSum{});
     work.Release();
     if (!iterated) return 0;
     if (scheme == BiCGScheme::A) {
@@ -574,15 +637,32 @@ int BiCGSolve(int n, int nnu, bool jacobi, BiCGScheme scheme, double* x, double 
 // The fifteen caller-provided arrays of the caller-storage Jacobi BiCGSTAB
 // (six partial-sum buffers, nine vectors), zero-filled, as a system over
 // the caller's level table. Grids are size[1] blocks.
-inline BiCGSystem CallerStorageSystem(int nnu, const LevelView& table, const BiCGBuffers& buffers,
-                                      const BiCGVectors& vectors, int workLength)
+inline BiCGSystem CallerStorageSystem(int nnu, const LevelView& table, double* resNextLevelD,
+                                      double* aDenominatorNextLevelD, double* rhoNextLevelD, double* sNextLevelD,
+                                      double* omegaNumeratorNextLevelD, double* omegaDenominatorNextLevelD,
+                                      double* resD, double* PD, double* vD, double* restiltD, double* sD, double* tD,
+                                      double* diagonal_reciprocalD, double* ssD, double* ppD, int workLength)
 {
-    for (double* b : {buffers.res, buffers.aDen, buffers.rho, buffers.s, buffers.omegaNum, buffers.omegaDen})
-        ZeroDevice(table.total, b);
-    for (double* v : {vectors.r, vectors.P, vectors.v, vectors.rTilde, vectors.s, vectors.t, vectors.d, vectors.sHat,
-                      vectors.pHat})
-        ZeroDevice(workLength, v);
-    return BiCGSystem{nnu, table.size[1], table, vectors, buffers, true};
+    BiCGBuffers b;
+    b.res = resNextLevelD;
+    b.aDen = aDenominatorNextLevelD;
+    b.rho = rhoNextLevelD;
+    b.s = sNextLevelD;
+    b.omegaNum = omegaNumeratorNextLevelD;
+    b.omegaDen = omegaDenominatorNextLevelD;
+    BiCGVectors v;
+    v.r = resD;
+    v.P = PD;
+    v.v = vD;
+    v.rTilde = restiltD;
+    v.s = sD;
+    v.t = tD;
+    v.d = diagonal_reciprocalD;
+    v.sHat = ssD;
+    v.pHat = ppD;
+    for (double* buffer : {b.res, b.aDen, b.rho, b.s, b.omegaNum, b.omegaDen}) ZeroDevice(table.total, buffer);
+    for (double* vector : {v.r, v.P, v.v, v.rTilde, v.s, v.t, v.d, v.sHat, v.pHat}) ZeroDevice(workLength, vector);
+    return BiCGSystem{nnu, table.size[1], table, v, b, true};
 }
 
 }  // namespace rvz
