@@ -12,6 +12,7 @@
 // kernels and are launched with RVZ_LAUNCH_BLOCK.
 #pragma once
 
+#include <cstddef>
 #include <limits>
 
 #include "platform/rvz_platform.h"
@@ -19,6 +20,10 @@
 namespace rvz {
 
 constexpr int kBlockSize = 256;
+// Dynamic shared memory a block kernel reducing one or two quantities asks
+// for at launch (a GPU fast path stages one double per thread and quantity).
+constexpr size_t kOneQuantityShared = kBlockSize * sizeof(double);
+constexpr size_t kTwoQuantityShared = 2 * kBlockSize * sizeof(double);
 
 struct SumOp {
     template <class T>

@@ -7,6 +7,7 @@
 #include "CU_CalcPP.h"
 #include "CU_CollectResidual.h"
 #include "CU_FlowSteps.cuh"
+#include "CU_ReduceSteps.cuh"
 #include "CU_checkError.h"
 
 namespace rvz {
@@ -18,9 +19,6 @@ using flow::CollectConservativePair;
 using flow::CollectOwnerOnly;
 using flow::UpdateAllRows;
 using flow::UpdateListedRows;
-
-constexpr size_t kOneQuantityShared = kBlockSize * sizeof(double);
-constexpr size_t kTwoQuantityShared = 2 * kBlockSize * sizeof(double);
 
 pp::Fields3 F3(const DeviceVec3& v) { return pp::Fields3{v.x, v.y, v.z}; }
 
@@ -140,24 +138,17 @@ int Calc_AiSuMassSum(int BlockSize, int NInnerCell, int new_nnu, int NColumnPerR
                      int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH_BLOCK(Kernel_CalcPP_AiSuMassSum, FirstLevelBlocks(table), kBlockSize, kOneQuantityShared, 0)
-    (NInnerCell, new_nnu, NColumnPerRow, rr, ppD, AELLD, SuD, buffer);
-    const int status = CheckStep("CalcPP_AiSuMassSum failed", SelectedDevice);
-    CollectLevels<Kernel_Calc_CollectData>(table, buffer);
-    CopyReductionResult(table, buffer, sum);
-    return status;
+    return ReduceChecked<Kernel_CalcPP_AiSuMassSum, Kernel_Calc_CollectData>(
+        FirstLevelBlocks(table), table, "CalcPP_AiSuMassSum failed", SelectedDevice, buffer, sum, NInnerCell, new_nnu,
+        NColumnPerRow, rr, ppD, AELLD, SuD);
 }
 
 int Calc_CheckSum(int BlockSize, int nCells, double* ppD, const double* SuD, double& sum, double* buffer,
                   const LevelView& table, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_CheckSum, FirstLevelBlocks(table), kBlockSize, kOneQuantityShared, 0)
-    (nCells, ppD, SuD, buffer);
-    const int status = CheckStep("Calc_CheckSum failed", SelectedDevice);
-    CollectLevels<Kernel_Calc_CollectData>(table, buffer);
-    CopyReductionResult(table, buffer, sum);
-    return status;
+    return ReduceChecked<Kernel_Calc_CheckSum, Kernel_Calc_CollectData>(
+        FirstLevelBlocks(table), table, "Calc_CheckSum failed", SelectedDevice, buffer, sum, nCells, ppD, SuD);
 }
 
 // ---------------------------------------------------------------------------
@@ -262,13 +253,9 @@ int Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL(int BlockSize, int nFaces, con
                                                   const LevelView& table, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL, FirstLevelBlocks(table), kBlockSize,
-                     kOneQuantityShared, 0)
-    (nFaces, ijInletD, uD, vD, wD, F3(area), MassFluxInletD, buffer);
-    const int status = CheckStep("Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL failed", SelectedDevice);
-    CollectLevels<Kernel_Calc_CollectData>(table, buffer);
-    CopyReductionResult(table, buffer, inflow);
-    return status;
+    return ReduceChecked<Kernel_Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL, Kernel_Calc_CollectData>(
+        FirstLevelBlocks(table), table, "Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL failed", SelectedDevice, buffer,
+        inflow, nFaces, ijInletD, uD, vD, wD, F3(area), MassFluxInletD);
 }
 
 int Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL(int BlockSize, const BoundaryCorrectionArgs& a, double& inflow,
@@ -276,28 +263,21 @@ int Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL(int BlockSize, const BoundaryC
                                                   const LevelView& table, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL, FirstLevelBlocks(table), kBlockSize,
-                     kTwoQuantityShared, 0)
-    (a.nFaces, a.ijCVD, a.ijBD, F3(a.centroid), a.uD, a.vD, a.wD, F3(a.area), a.volumeD, a.APRD, a.ppD, a.MassFluxD,
-     inflowBuffer, speedBuffer);
-    const int status = CheckStep("Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL failed", SelectedDevice);
-    CollectLevels2<Kernel_Calc_CorrectVelocityInlet_CollectData>(table, inflowBuffer, speedBuffer);
-    CopyReductionResult(table, inflowBuffer, inflow);
-    CopyReductionResult(table, speedBuffer, speedSum);
-    return status;
+    return ReduceChecked2<Kernel_Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL,
+                          Kernel_Calc_CorrectVelocityInlet_CollectData>(
+        FirstLevelBlocks(table), table, "Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL failed", SelectedDevice,
+        inflowBuffer, speedBuffer, inflow, speedSum, a.nFaces, a.ijCVD, a.ijBD, F3(a.centroid), a.uD, a.vD, a.wD,
+        F3(a.area), a.volumeD, a.APRD, a.ppD, a.MassFluxD);
 }
 
 int Calc_CorrectVelocityWallOutlet(int BlockSize, const BoundaryCorrectionArgs& a, double& ventOutflow,
                                    double* buffer, const LevelView& table, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_CorrectVelocityWallOutlet, FirstLevelBlocks(table), kBlockSize, kOneQuantityShared, 0)
-    (a.nFaces, a.ijCVD, a.ijBD, a.FCRIMatchD, F3(a.centroid), a.uD, a.vD, a.wD, F3(a.area), a.volumeD, a.APRD, a.ppD,
-     a.MassFluxD, buffer);
-    const int status = CheckStep("Calc_CorrectVelocityWallOutlet failed", SelectedDevice);
-    CollectLevels<Kernel_Calc_CollectData>(table, buffer);
-    CopyReductionResult(table, buffer, ventOutflow);
-    return status;
+    return ReduceChecked<Kernel_Calc_CorrectVelocityWallOutlet, Kernel_Calc_CollectData>(
+        FirstLevelBlocks(table), table, "Calc_CorrectVelocityWallOutlet failed", SelectedDevice, buffer, ventOutflow,
+        a.nFaces, a.ijCVD, a.ijBD, a.FCRIMatchD, F3(a.centroid), a.uD, a.vD, a.wD, F3(a.area), a.volumeD, a.APRD, a.ppD,
+        a.MassFluxD);
 }
 
 }  // namespace rvz

@@ -7,6 +7,7 @@
 #include "CU_CalcUVW.h"
 #include "CU_CollectResidual.h"
 #include "CU_FlowSteps.cuh"
+#include "CU_ReduceSteps.cuh"
 #include "CU_MemoryOperation.h"
 #include "CU_checkError.h"
 
@@ -19,9 +20,6 @@ using flow::CollectConservativePair;
 using flow::CollectOwnerOnly;
 using flow::UpdateAllRows;
 using flow::UpdateListedRows;
-
-constexpr size_t kOneQuantityShared = kBlockSize * sizeof(double);
-constexpr size_t kTwoQuantityShared = 2 * kBlockSize * sizeof(double);
 
 uvw::VelocityGradient GradientOf(const InnerFluxUVWArgs& a)
 {
@@ -341,12 +339,9 @@ int Calc_GetInVel_TotalInletArea(int BlockSize, int nFaces, const double* sxD, c
                                  int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_GetInVel_TotalInletArea, grid, kBlockSize, kOneQuantityShared, 0)
-    (nFaces, sxD, syD, szD, buffer);
-    const int status = CheckStep("Calc_GetInVel_TotalInletArea failed", SelectedDevice);
-    CollectLevels<Kernel_Calc_GetInVel_TotalInletArea_Collection>(table, buffer);
-    CopyReductionResult(table, buffer, TotalInletArea);
-    return status;
+    return ReduceChecked<Kernel_Calc_GetInVel_TotalInletArea, Kernel_Calc_GetInVel_TotalInletArea_Collection>(
+        grid, table, "Calc_GetInVel_TotalInletArea failed", SelectedDevice, buffer, TotalInletArea, nFaces, sxD, syD,
+        szD);
 }
 
 // Three sums of one pass: the momentum flux and the speed are reduced by the

@@ -26,9 +26,6 @@
 
 namespace rvz {
 
-constexpr size_t kOneQuantityShared = kBlockSize * sizeof(double);
-constexpr size_t kTwoQuantityShared = 2 * kBlockSize * sizeof(double);
-
 // A CSR matrix with the right-hand side and initial guess of one solve: the
 // launches every CSR driver makes on it, one thread per row over `grid`
 // blocks. The product kernel is the driver's own (its name is part of each

@@ -6,29 +6,17 @@
 #include "CUK_ModMatPara.cuh"
 #include "CU_CollectResidual.h"
 #include "CU_ModMatPara.h"
+#include "CU_ReduceSteps.cuh"
 #include "CU_checkError.h"
 
 namespace rvz {
 
 namespace {
 
-constexpr size_t kOneQuantityShared = kBlockSize * sizeof(double);
-constexpr size_t kTwoQuantityShared = 2 * kBlockSize * sizeof(double);
-
 // Step 1 of every statistic: the partial-result buffer starts from zero.
 void ClearPartials(double* buffer, const LevelView& table)
 {
     cudaMemset(buffer, 0, static_cast<size_t>(table.total) * sizeof(double));
-}
-
-// The collecting passes and the final copies of a max/min pair; neither is
-// checked, so a failure in them leaves the platform's last error set.
-template <auto Collect>
-void FinishPair(const LevelView& table, double* maxBuffer, double* minBuffer, double& maxResult, double& minResult)
-{
-    CollectLevels2<Collect>(table, maxBuffer, minBuffer);
-    CopyReductionResult(table, maxBuffer, maxResult);
-    CopyReductionResult(table, minBuffer, minResult);
 }
 
 }  // namespace
@@ -105,12 +93,8 @@ int Calc_MaxSRate(int BlockSize, int nInletFaces, const int* ijInletD, const dou
 {
     if (BlockSize != kBlockSize) return 0;
     ClearPartials(buffer, table);
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_MaxSRate, grid, kBlockSize, kOneQuantityShared, 0)
-    (nInletFaces, ijInletD, SRateD, buffer);
-    const int status = CheckStep("Calc_Calc_MaxSRate failed", SelectedDevice);
-    CollectLevels<Kernel_Calc_MaxSRate_Collection>(table, buffer);
-    CopyReductionResult(table, buffer, SRmaxInlet);
-    return status;
+    return ReduceChecked<Kernel_Calc_MaxSRate, Kernel_Calc_MaxSRate_Collection>(
+        grid, table, "Calc_Calc_MaxSRate failed", SelectedDevice, buffer, SRmaxInlet, nInletFaces, ijInletD, SRateD);
 }
 
 int Calc_Sum_VisMeltAvg_voltmp(int BlockSize, int nCells, const double* VolFD, const double* visD, double* buffer1,
@@ -120,11 +104,9 @@ int Calc_Sum_VisMeltAvg_voltmp(int BlockSize, int nCells, const double* VolFD, c
     if (BlockSize != kBlockSize) return 0;
     ClearPartials(buffer1, table);
     ClearPartials(buffer2, table);
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_Sum_VisMeltAvg_voltmp, grid, kBlockSize, kTwoQuantityShared, 0)
-    (nCells, VolFD, visD, buffer1, buffer2);
-    const int status = CheckStep("Calc_Calc_Sum_VisMeltAvg_voltmp failed", SelectedDevice);
-    FinishPair<Kernel_Calc_Sum_VisMeltAvg_voltmp_Collection>(table, buffer1, buffer2, sumVis, sumVol);
-    return status;
+    return ReduceChecked2<Kernel_Calc_Sum_VisMeltAvg_voltmp, Kernel_Calc_Sum_VisMeltAvg_voltmp_Collection>(
+        grid, table, "Calc_Calc_Sum_VisMeltAvg_voltmp failed", SelectedDevice, buffer1, buffer2, sumVis, sumVol, nCells,
+        VolFD, visD);
 }
 
 int Calc_vismax_vismin(int BlockSize, int nCells, double FCRI, const double* visD, const double* VolFD,
@@ -134,11 +116,9 @@ int Calc_vismax_vismin(int BlockSize, int nCells, double FCRI, const double* vis
     if (BlockSize != kBlockSize) return 0;
     ClearPartials(maxBuffer, table);
     ClearPartials(minBuffer, table);
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_vismax_vismin, grid, kBlockSize, kTwoQuantityShared, 0)
-    (nCells, FCRI, visD, VolFD, maxBuffer, minBuffer);
-    const int status = CheckStep("Calc_Calc_vismax_vismin failed", SelectedDevice);
-    FinishPair<Kernel_Calc_vismax_vismin_Collection>(table, maxBuffer, minBuffer, vismax, vismin);
-    return status;
+    return ReduceChecked2<Kernel_Calc_vismax_vismin, Kernel_Calc_vismax_vismin_Collection>(
+        grid, table, "Calc_Calc_vismax_vismin failed", SelectedDevice, maxBuffer, minBuffer, vismax, vismin, nCells,
+        FCRI, visD, VolFD);
 }
 
 int Calc_Tmax_Tmin(int BlockSize, int nCells, const double* TD, double* maxBuffer, double* minBuffer, int grid,
@@ -147,10 +127,8 @@ int Calc_Tmax_Tmin(int BlockSize, int nCells, const double* TD, double* maxBuffe
     if (BlockSize != kBlockSize) return 0;
     ClearPartials(maxBuffer, table);
     ClearPartials(minBuffer, table);
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_Tmax_Tmin, grid, kBlockSize, kTwoQuantityShared, 0)(nCells, TD, maxBuffer, minBuffer);
-    const int status = CheckStep("Calc_Calc_Tmax_Tmin failed", SelectedDevice);
-    FinishPair<Kernel_Calc_Tmax_Tmin_Collection>(table, maxBuffer, minBuffer, Tmax, Tmin);
-    return status;
+    return ReduceChecked2<Kernel_Calc_Tmax_Tmin, Kernel_Calc_Tmax_Tmin_Collection>(
+        grid, table, "Calc_Calc_Tmax_Tmin failed", SelectedDevice, maxBuffer, minBuffer, Tmax, Tmin, nCells, TD);
 }
 
 int Calc_SRmax_SRmin(int BlockSize, int nCells, const double* SRateD, double* maxBuffer, double* minBuffer, int grid,
@@ -159,11 +137,9 @@ int Calc_SRmax_SRmin(int BlockSize, int nCells, const double* SRateD, double* ma
     if (BlockSize != kBlockSize) return 0;
     ClearPartials(maxBuffer, table);
     ClearPartials(minBuffer, table);
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_SRmax_SRmin, grid, kBlockSize, kTwoQuantityShared, 0)
-    (nCells, SRateD, maxBuffer, minBuffer);
-    const int status = CheckStep("Calc_Calc_SRmax_SRmin failed", SelectedDevice);
-    FinishPair<Kernel_Calc_SRmax_SRmin_Collection>(table, maxBuffer, minBuffer, SRmax, SRmin);
-    return status;
+    return ReduceChecked2<Kernel_Calc_SRmax_SRmin, Kernel_Calc_SRmax_SRmin_Collection>(
+        grid, table, "Calc_Calc_SRmax_SRmin failed", SelectedDevice, maxBuffer, minBuffer, SRmax, SRmin, nCells,
+        SRateD);
 }
 
 int Calc_Pmax_Pmin(int BlockSize, int nCells, const double* PD, double* maxBuffer, double* minBuffer, int grid,
@@ -172,10 +148,8 @@ int Calc_Pmax_Pmin(int BlockSize, int nCells, const double* PD, double* maxBuffe
     if (BlockSize != kBlockSize) return 0;
     ClearPartials(maxBuffer, table);
     ClearPartials(minBuffer, table);
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_Pmax_Pmin, grid, kBlockSize, kTwoQuantityShared, 0)(nCells, PD, maxBuffer, minBuffer);
-    const int status = CheckStep("Calc_Calc_Pmax_Pmin failed", SelectedDevice);
-    FinishPair<Kernel_Calc_Pmax_Pmin_Collection>(table, maxBuffer, minBuffer, Pmax, Pmin);
-    return status;
+    return ReduceChecked2<Kernel_Calc_Pmax_Pmin, Kernel_Calc_Pmax_Pmin_Collection>(
+        grid, table, "Calc_Calc_Pmax_Pmin failed", SelectedDevice, maxBuffer, minBuffer, Pmax, Pmin, nCells, PD);
 }
 
 int Calc_Umax(int BlockSize, int nCells, double FCRI, const double* VolFD, const double* uD, const double* vD,
@@ -183,11 +157,8 @@ int Calc_Umax(int BlockSize, int nCells, double FCRI, const double* VolFD, const
 {
     if (BlockSize != kBlockSize) return 0;
     ClearPartials(buffer, table);
-    RVZ_LAUNCH_BLOCK(Kernel_Calc_Umax, grid, kBlockSize, kOneQuantityShared, 0)(nCells, FCRI, VolFD, uD, vD, wD, buffer);
-    const int status = CheckStep("Calc_Calc_Umax failed", SelectedDevice);
-    CollectLevels<Kernel_Calc_Umax_Collection>(table, buffer);
-    CopyReductionResult(table, buffer, Umax);
-    return status;
+    return ReduceChecked<Kernel_Calc_Umax, Kernel_Calc_Umax_Collection>(
+        grid, table, "Calc_Calc_Umax failed", SelectedDevice, buffer, Umax, nCells, FCRI, VolFD, uD, vD, wD);
 }
 
 }  // namespace rvz
