@@ -15,18 +15,12 @@ using flowtest::BoxMesh;
 using flowtest::DeviceList;
 using flowtest::DeviceMesh;
 using flowtest::Field;
+using flowtest::SetCells;
 using flowtest::Up;
 using rvztest::DeviceArray;
 using rvztest::Tool;
 
 using Array = std::unique_ptr<DeviceArray<double>>;
-
-void SetCells(DeviceArray<double>& a, const std::vector<double>& cells)
-{
-    std::vector<double> all = a.Download();
-    std::copy(cells.begin(), cells.end(), all.begin());
-    a.Upload(all);
-}
 
 // Fields of the pressure-correction equation on one mesh (extended arrays).
 struct Pressure {

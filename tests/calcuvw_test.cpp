@@ -16,6 +16,7 @@ using flowtest::BoxMesh;
 using flowtest::DeviceList;
 using flowtest::DeviceMesh;
 using flowtest::Field;
+using flowtest::SetCells;
 using flowtest::Up;
 using rvztest::DeviceArray;
 using rvztest::Tool;
@@ -81,13 +82,6 @@ struct Momentum {
 
 // Three cells along x, dx = 0.5, unit faces: D = |S|^2/(S.d) = 2.
 Momentum Line3() { return Momentum(BoxMesh(3, 1, 1, 0.5, 1.0, 1.0)); }
-
-void SetCells(DeviceArray<double>& a, const std::vector<double>& cells)
-{
-    std::vector<double> all = a.Download();
-    std::copy(cells.begin(), cells.end(), all.begin());
-    a.Upload(all);
-}
 
 // ---------------------------------------------------------------------------
 // Interior faces

@@ -9,6 +9,7 @@
 // interior and boundary positions never coincide.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -160,6 +161,15 @@ struct DeviceList {
     {
     }
 };
+
+// Overwrites the cell part (the first cells.size() entries) of an extended
+// field, keeping its boundary slots.
+inline void SetCells(DeviceArray<double>& a, const std::vector<double>& cells)
+{
+    std::vector<double> all = a.Download();
+    std::copy(cells.begin(), cells.end(), all.begin());
+    a.Upload(all);
+}
 
 // A field with its values, uploaded on construction.
 inline std::unique_ptr<DeviceArray<double>> Field(int n, double value = 0.0)
