@@ -19,6 +19,26 @@ void ClearPartials(double* buffer, const LevelView& table)
     cudaMemset(buffer, 0, static_cast<size_t>(table.total) * sizeof(double));
 }
 
+// A statistic of one quantity: its buffer cleared, then the checked reduction.
+template <auto FirstLevel, auto Collect, class... Inputs>
+int Statistic(int grid, const LevelView& table, const char* message, int device, double* buffer, double& result,
+              Inputs... inputs)
+{
+    ClearPartials(buffer, table);
+    return ReduceChecked<FirstLevel, Collect>(grid, table, message, device, buffer, result, inputs...);
+}
+
+// A statistic of two quantities reduced in lock step (a maximum and a
+// minimum, or two sums).
+template <auto FirstLevel, auto Collect, class... Inputs>
+int Statistic2(int grid, const LevelView& table, const char* message, int device, double* bufferA, double* bufferB,
+               double& a, double& b, Inputs... inputs)
+{
+    ClearPartials(bufferA, table);
+    ClearPartials(bufferB, table);
+    return ReduceChecked2<FirstLevel, Collect>(grid, table, message, device, bufferA, bufferB, a, b, inputs...);
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -92,8 +112,7 @@ int Calc_MaxSRate(int BlockSize, int nInletFaces, const int* ijInletD, const dou
                   int grid, const LevelView& table, double& SRmaxInlet, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    ClearPartials(buffer, table);
-    return ReduceChecked<Kernel_Calc_MaxSRate, Kernel_Calc_MaxSRate_Collection>(
+    return Statistic<Kernel_Calc_MaxSRate, Kernel_Calc_MaxSRate_Collection>(
         grid, table, "Calc_Calc_MaxSRate failed", SelectedDevice, buffer, SRmaxInlet, nInletFaces, ijInletD, SRateD);
 }
 
@@ -102,9 +121,7 @@ int Calc_Sum_VisMeltAvg_voltmp(int BlockSize, int nCells, const double* VolFD, c
                                int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    ClearPartials(buffer1, table);
-    ClearPartials(buffer2, table);
-    return ReduceChecked2<Kernel_Calc_Sum_VisMeltAvg_voltmp, Kernel_Calc_Sum_VisMeltAvg_voltmp_Collection>(
+    return Statistic2<Kernel_Calc_Sum_VisMeltAvg_voltmp, Kernel_Calc_Sum_VisMeltAvg_voltmp_Collection>(
         grid, table, "Calc_Calc_Sum_VisMeltAvg_voltmp failed", SelectedDevice, buffer1, buffer2, sumVis, sumVol, nCells,
         VolFD, visD);
 }
@@ -114,9 +131,7 @@ int Calc_vismax_vismin(int BlockSize, int nCells, double FCRI, const double* vis
                        double& vismin, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    ClearPartials(maxBuffer, table);
-    ClearPartials(minBuffer, table);
-    return ReduceChecked2<Kernel_Calc_vismax_vismin, Kernel_Calc_vismax_vismin_Collection>(
+    return Statistic2<Kernel_Calc_vismax_vismin, Kernel_Calc_vismax_vismin_Collection>(
         grid, table, "Calc_Calc_vismax_vismin failed", SelectedDevice, maxBuffer, minBuffer, vismax, vismin, nCells,
         FCRI, visD, VolFD);
 }
@@ -125,9 +140,7 @@ int Calc_Tmax_Tmin(int BlockSize, int nCells, const double* TD, double* maxBuffe
                    const LevelView& table, double& Tmax, double& Tmin, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    ClearPartials(maxBuffer, table);
-    ClearPartials(minBuffer, table);
-    return ReduceChecked2<Kernel_Calc_Tmax_Tmin, Kernel_Calc_Tmax_Tmin_Collection>(
+    return Statistic2<Kernel_Calc_Tmax_Tmin, Kernel_Calc_Tmax_Tmin_Collection>(
         grid, table, "Calc_Calc_Tmax_Tmin failed", SelectedDevice, maxBuffer, minBuffer, Tmax, Tmin, nCells, TD);
 }
 
@@ -135,9 +148,7 @@ int Calc_SRmax_SRmin(int BlockSize, int nCells, const double* SRateD, double* ma
                      const LevelView& table, double& SRmax, double& SRmin, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    ClearPartials(maxBuffer, table);
-    ClearPartials(minBuffer, table);
-    return ReduceChecked2<Kernel_Calc_SRmax_SRmin, Kernel_Calc_SRmax_SRmin_Collection>(
+    return Statistic2<Kernel_Calc_SRmax_SRmin, Kernel_Calc_SRmax_SRmin_Collection>(
         grid, table, "Calc_Calc_SRmax_SRmin failed", SelectedDevice, maxBuffer, minBuffer, SRmax, SRmin, nCells,
         SRateD);
 }
@@ -146,9 +157,7 @@ int Calc_Pmax_Pmin(int BlockSize, int nCells, const double* PD, double* maxBuffe
                    const LevelView& table, double& Pmax, double& Pmin, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    ClearPartials(maxBuffer, table);
-    ClearPartials(minBuffer, table);
-    return ReduceChecked2<Kernel_Calc_Pmax_Pmin, Kernel_Calc_Pmax_Pmin_Collection>(
+    return Statistic2<Kernel_Calc_Pmax_Pmin, Kernel_Calc_Pmax_Pmin_Collection>(
         grid, table, "Calc_Calc_Pmax_Pmin failed", SelectedDevice, maxBuffer, minBuffer, Pmax, Pmin, nCells, PD);
 }
 
@@ -156,8 +165,7 @@ int Calc_Umax(int BlockSize, int nCells, double FCRI, const double* VolFD, const
               const double* wD, double* buffer, int grid, const LevelView& table, double& Umax, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    ClearPartials(buffer, table);
-    return ReduceChecked<Kernel_Calc_Umax, Kernel_Calc_Umax_Collection>(
+    return Statistic<Kernel_Calc_Umax, Kernel_Calc_Umax_Collection>(
         grid, table, "Calc_Calc_Umax failed", SelectedDevice, buffer, Umax, nCells, FCRI, VolFD, uD, vD, wD);
 }
 
