@@ -71,6 +71,33 @@ __device__ __forceinline__ double csr_row_product_cached(int i, const int* ia, c
 }
 #endif
 
+// out = y - step x with per-block sums of out^2: a residual-type update
+// fused with the first level of its norm (block kernels only).
+__device__ __forceinline__ void update_with_norm(int nnu, double step, const double* x, const double* y, double* out,
+                                                 double* partial)
+{
+    block_reduce_256<SumOp, double>(
+        [&](int i) {
+            if (i >= nnu) return 0.0;
+            const double r = fma(-step, x[i], y[i]);
+            out[i] = r;
+            return r * r;
+        },
+        partial);
+}
+
+// Per-block sums of a1.b1 and of a2.b2 in lock step (block kernels only).
+__device__ __forceinline__ void two_dot_products(int nnu, const double* a1, const double* b1, const double* a2,
+                                                 const double* b2, double* partial1, double* partial2)
+{
+    block_reduce2_256<SumOp, double>(
+        [&](int i) {
+            if (i >= nnu) return Pair<double>{0.0, 0.0};
+            return Pair<double>{a1[i] * b1[i], a2[i] * b2[i]};
+        },
+        partial1, partial2);
+}
+
 }  // namespace rvz
 
 #if RVZGPU_BACKEND_CUDA

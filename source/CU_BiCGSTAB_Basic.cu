@@ -3,7 +3,6 @@
 
 #include "CUK_BiCGSTAB_Basic.cuh"
 
-using rvz::Pair;
 using rvz::SumOp;
 
 using rvz::row_index;
@@ -25,25 +24,13 @@ __global__ void Kernel_BiCGSTAB_CalcA(int nnu, const double* restiltD, const dou
 __global__ void Kernel_BiCGSTAB_Calc_s(int nnu, double alpha, const double* vD, double* sD, const double* resOldD,
                                        double* sNextLevelD)
 {
-    rvz::block_reduce_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return 0.0;
-            const double s = fma(-alpha, vD[i], resOldD[i]);
-            sD[i] = s;
-            return s * s;
-        },
-        sNextLevelD);
+    rvz::update_with_norm(nnu, alpha, vD, resOldD, sD, sNextLevelD);
 }
 
 __global__ void Kernel_BiCGSTAB_CalcOmega(int nnu, const double* tD, const double* sD,
                                           double* omegaNumeratorNextLevelD, double* omegaDenominatorNextLevelD)
 {
-    rvz::block_reduce2_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return Pair<double>{0.0, 0.0};
-            return Pair<double>{tD[i] * sD[i], tD[i] * tD[i]};
-        },
-        omegaNumeratorNextLevelD, omegaDenominatorNextLevelD);
+    rvz::two_dot_products(nnu, tD, sD, tD, tD, omegaNumeratorNextLevelD, omegaDenominatorNextLevelD);
 }
 
 __global__ void Kernel_BiCGSTAB_CalcSol(int nnu, double* sol_D, const double* sol0_D, const double* P_D,
@@ -63,14 +50,7 @@ __global__ void Kernel_BiCGSTAB_CalcSol_alt(int nnu, double* sol_D, const double
 __global__ void Kernel_BiCGSTAB_CalcResidual_Out(int nnu, double omega, const double* tD, double* resD,
                                                  const double* sD, double* resNextLevelD)
 {
-    rvz::block_reduce_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return 0.0;
-            const double r = fma(-omega, tD[i], sD[i]);
-            resD[i] = r;
-            return r * r;
-        },
-        resNextLevelD);
+    rvz::update_with_norm(nnu, omega, tD, sD, resD, resNextLevelD);
 }
 
 __global__ void Kernel_BiCGSTAB_CalcP(int nnu, double* P_D, const double* Pold_D, const double* res_D, double b,

@@ -4,7 +4,6 @@
 
 #include "CUK_CG_Basic.cuh"
 
-using rvz::Pair;
 using rvz::SumOp;
 
 using rvz::row_index;
@@ -69,23 +68,13 @@ __global__ void Kernel_ELL_CalcM(int nnu, int /*NColumnPerRow*/, const int* /*in
 __global__ void Kernel_CG_CalcA(int nnu, const double* resOldD, const double* PD, const double* qD,
                                 double* aNumeratorNextLevelD, double* aDenominatorNextLevelD)
 {
-    rvz::block_reduce2_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return Pair<double>{0.0, 0.0};
-            return Pair<double>{resOldD[i] * resOldD[i], PD[i] * qD[i]};
-        },
-        aNumeratorNextLevelD, aDenominatorNextLevelD);
+    rvz::two_dot_products(nnu, resOldD, resOldD, PD, qD, aNumeratorNextLevelD, aDenominatorNextLevelD);
 }
 
 __global__ void Kernel_JCG_CalcA(int nnu, const double* resOldD, const double* zOldD, const double* PD,
                                  const double* qD, double* aNumeratorNextLevelD, double* aDenominatorNextLevelD)
 {
-    rvz::block_reduce2_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return Pair<double>{0.0, 0.0};
-            return Pair<double>{resOldD[i] * zOldD[i], PD[i] * qD[i]};
-        },
-        aNumeratorNextLevelD, aDenominatorNextLevelD);
+    rvz::two_dot_products(nnu, resOldD, zOldD, PD, qD, aNumeratorNextLevelD, aDenominatorNextLevelD);
 }
 
 __global__ void Kernel_CG_CalcSol(int nnu, double* sol_D, const double* sol0_D, const double* P_D, double alpha)
@@ -97,36 +86,20 @@ __global__ void Kernel_CG_CalcSol(int nnu, double* sol_D, const double* sol0_D, 
 __global__ void Kernel_CG_CalcResidual_Out(int nnu, double alpha, const double* qD, double* resD,
                                            const double* resOldD, double* resNextLevelD)
 {
-    rvz::block_reduce_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return 0.0;
-            const double r = fma(-alpha, qD[i], resOldD[i]);
-            resD[i] = r;
-            return r * r;
-        },
-        resNextLevelD);
+    rvz::update_with_norm(nnu, alpha, qD, resOldD, resD, resNextLevelD);
 }
 
 __global__ void Kernel_CG_CalcB(int nnu, const double* resOldest_D, const double* resOld_D,
                                 double* bNumeratorNextLevelD, double* bDenominatorNextLevelD)
 {
-    rvz::block_reduce2_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return Pair<double>{0.0, 0.0};
-            return Pair<double>{resOld_D[i] * resOld_D[i], resOldest_D[i] * resOldest_D[i]};
-        },
-        bNumeratorNextLevelD, bDenominatorNextLevelD);
+    rvz::two_dot_products(nnu, resOld_D, resOld_D, resOldest_D, resOldest_D, bNumeratorNextLevelD,
+                          bDenominatorNextLevelD);
 }
 
 __global__ void Kernel_JCG_CalcB(int nnu, const double* resOldestD, const double* resOldD, const double* zOldestD,
                                  const double* zOldD, double* bNumeratorNextLevelD, double* bDenominatorNextLevelD)
 {
-    rvz::block_reduce2_256<SumOp, double>(
-        [&](int i) {
-            if (i >= nnu) return Pair<double>{0.0, 0.0};
-            return Pair<double>{resOldD[i] * zOldD[i], resOldestD[i] * zOldestD[i]};
-        },
-        bNumeratorNextLevelD, bDenominatorNextLevelD);
+    rvz::two_dot_products(nnu, resOldD, zOldD, resOldestD, zOldestD, bNumeratorNextLevelD, bDenominatorNextLevelD);
 }
 
 __global__ void Kernel_CG_CalcP(int nnu, double* P_D, const double* Pold_D, const double* resOld_D, double b)
