@@ -7,7 +7,9 @@ message("${out}")
 math(EXPR last "${NP} - 1")
 if(FAULT STREQUAL "alloc")
   set(code 255)
-  set(report "CPUID:${last}GPU memory allocation failed: out of memory\\.\nGPU\\[0:[^]]*\\] memory size: [0-9]+\n")
+  # mpirun forwards each rank's lines as they come, so another rank's line
+  # may fall between the two lines of the report.
+  set(report "CPUID:${last}GPU memory allocation failed: out of memory\\.\n(.*\n)?GPU\\[0:[^]]*\\] memory size: [0-9]+\n")
 else()
   set(code 189)
   set(report "CPUID:${last}GPU\\[0:[^]]*\\] Computing failed: too many resources requested for launch\\.\n")
