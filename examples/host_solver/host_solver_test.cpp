@@ -2,9 +2,14 @@
 // analytic solution of fully developed duct flow.
 #include <gtest/gtest.h>
 
+#include <omp.h>
+
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "CRVZGPUtool.h"
 #include "channel_solver.h"
@@ -69,6 +74,52 @@ TEST(ChannelRun, DefaultCaseConvergesConservesMassAndMatchesTheDuctSolution)
     const channel::DuctFlow exact = channel::AnalyticDuctFlow(s.width, s.height, s.viscosity, s.inlet_velocity);
     EXPECT_NEAR(r.centreVelocity / exact.centreVelocity, 1.0, 0.02);
     EXPECT_NEAR(r.pressureGradient / exact.pressureGradient, 1.0, 0.02);
+}
+
+channel::Settings CoarseDuct(int nx, int nyz)
+{
+    channel::Settings s;
+    s.nx = nx, s.ny = nyz, s.nz = nyz;
+    s.output = "none";
+    return s;
+}
+
+TEST(ChannelRun, DevelopedProfileErrorFallsUnderRefinement)
+{
+    const channel::Settings s = CoarseDuct(12, 7);
+    const channel::DuctFlow exact = channel::AnalyticDuctFlow(s.width, s.height, s.viscosity, s.inlet_velocity);
+    double previousVelocityError = 1.0, previousGradientError = 1.0;
+    for (const auto& size : {std::pair<int, int>{12, 7}, {16, 9}, {20, 11}}) {
+        const channel::Result r = channel::RunChannel(*gTool, CoarseDuct(size.first, size.second), nullptr);
+        ASSERT_EQ(r.outcome, channel::Outcome::Converged) << r.message;
+        const double velocityError = std::fabs(r.centreVelocity / exact.centreVelocity - 1.0);
+        const double gradientError = std::fabs(r.pressureGradient / exact.pressureGradient - 1.0);
+        EXPECT_LT(velocityError, 0.8 * previousVelocityError) << size.second << " cells across";
+        EXPECT_LT(gradientError, 0.8 * previousGradientError) << size.second << " cells across";
+        previousVelocityError = velocityError;
+        previousGradientError = gradientError;
+    }
+}
+
+TEST(ChannelRun, SameFieldsBitForBitWithOneAndTwoThreads)
+{
+    channel::Settings s = CoarseDuct(12, 7);
+    s.max_iterations = 8;
+    const int saved = omp_get_max_threads();
+    std::vector<channel::Result> runs;
+    for (int threads : {1, 2}) {
+        omp_set_num_threads(threads);
+        runs.push_back(channel::RunChannel(*gTool, s, nullptr));
+    }
+    omp_set_num_threads(saved);
+    const auto same = [](const std::vector<double>& a, const std::vector<double>& b) {
+        return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+    };
+    ASSERT_FALSE(runs[0].u.empty());
+    EXPECT_TRUE(same(runs[0].u, runs[1].u));
+    EXPECT_TRUE(same(runs[0].v, runs[1].v));
+    EXPECT_TRUE(same(runs[0].w, runs[1].w));
+    EXPECT_TRUE(same(runs[0].p, runs[1].p));
 }
 
 TEST(ChannelRun, DivergingRunStopsWithAMessage)
