@@ -10,6 +10,9 @@
 
 #include "CRVZGPUtool.h"
 #include "CU_Reduction.h"
+#if RVZGPU_DUMP_CHANNEL
+#include "channel_solver.h"
+#endif
 
 namespace {
 
@@ -138,5 +141,16 @@ int main()
     }
     for (bool bicgstab : {false, true})
         for (int precond : {0, 1}) solve_and_print(tool, bicgstab, precond);
+#if RVZGPU_DUMP_CHANNEL
+    // Whole outer iterations of the duct case: gradients, momentum and
+    // pressure-correction assembly, both solvers and the corrections.
+    channel::Settings s;
+    s.nx = 12, s.ny = 7, s.nz = 7;
+    s.max_iterations = 5;
+    s.output = "none";
+    const channel::Result r = channel::RunChannel(tool, s, nullptr);
+    std::printf("\nchannel iterations=%d u=%016" PRIx64 " v=%016" PRIx64 " w=%016" PRIx64 " p=%016" PRIx64 "\n",
+                r.iterations, fold(r.u), fold(r.v), fold(r.w), fold(r.p));
+#endif
     return 0;
 }
