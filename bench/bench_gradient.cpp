@@ -21,27 +21,10 @@
 #include <vector>
 
 #include "CRVZGPUtool.h"
+#include "bench_common.h"
 #include "platform/rvz_platform.h"
 #include "rvzgpu_mesh/Mesh.h"
 
-namespace {
-
-double median_seconds(int runs, const std::function<void()>& f)
-{
-    f();
-    f();
-    std::vector<double> t;
-    for (int r = 0; r < runs; ++r) {
-        const auto a = std::chrono::steady_clock::now();
-        f();
-        cudaDeviceSynchronize();
-        t.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - a).count());
-    }
-    std::sort(t.begin(), t.end());
-    return t[t.size() / 2];
-}
-
-}  // namespace
 
 int main(int argc, char** argv)
 {
@@ -104,21 +87,13 @@ int main(int argc, char** argv)
     const double wholeBytes = interiorBytes + listBytes + clearBytes + 8.0 * m.newNNU * ncol + 3.0 * 8.0 * nc +
                               nc * 56.0;
     const int runs = 21;
-    // The reference copy moves the scratch matrix, the largest array here.
-    const int copyCount = m.newNNU * ncol;
-    const double copy = median_seconds(runs, [&] { tool.DataCopyDevice2Device(copyCount, copyDst, scratch); });
-    const double copyRate = 16.0 * copyCount / copy;
-    const double ti = median_seconds(runs, interior);
-    const double tw = median_seconds(runs, whole);
     std::printf("%s box %d^3: %d cells, %d faces, %d boundary faces, %d columns\n",
                 o.tetrahedra ? "tetrahedral" : "hexahedral", o.nx, nc, nf, m.nBoundaryFaces, ncol);
-    std::printf("%-22s %12s %12s %10s %10s\n", "step", "time [us]", "model [MB]", "GB/s", "of copy");
-    std::printf("%-22s %12.1f %12.2f %10.2f %10.2f\n", "d2d copy", copy * 1e6, 16.0 * copyCount / 1e6,
-                copyRate / 1e9, 1.0);
-    std::printf("%-22s %12.1f %12.2f %10.2f %10.2f\n", "Calc_GradFromInnerCF", ti * 1e6, interiorBytes / 1e6,
-                interiorBytes / ti / 1e9, interiorBytes / ti / copyRate);
-    std::printf("%-22s %12.1f %12.2f %10.2f %10.2f\n", "whole gradient", tw * 1e6, wholeBytes / 1e6,
-                wholeBytes / tw / 1e9, wholeBytes / tw / copyRate);
+    rvzbench::RateTable table("cells", 22);
+    // The reference copy moves the scratch matrix, the largest array here.
+    table.CopyRow(tool, runs, nc, m.newNNU * ncol, copyDst, scratch);
+    table.Row(nc, "Calc_GradFromInnerCF", rvzbench::MedianSeconds(runs, interior), interiorBytes);
+    table.Row(nc, "whole gradient", rvzbench::MedianSeconds(runs, whole), wholeBytes);
     FreeDeviceMesh(tool, d);
     for (double* p : {fi, g[0], g[1], g[2], g0[0], g0[1], g0[2], t[0], t[1], t[2], scratch, copyDst})
         tool.FreeDeviceMemory(p);
