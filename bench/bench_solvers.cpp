@@ -24,12 +24,55 @@
 #include "CU_CG_CSR.h"
 #include "CU_CG_ELL.h"
 #include "bench_common.h"
+#if RVZGPU_BACKEND_CUDA
+#include <cusparse.h>
+#endif
 
 using rvzbench::MedianSeconds;
 using rvzbench::Quietly;
 using rvzbench::Upload;
 
 namespace {
+
+#if RVZGPU_BACKEND_CUDA
+// cuSPARSE's general SpMV on the same CSR arrays, y = A x, as the vendor
+// reference for the library's CSR product.
+class VendorSpMV {
+public:
+    VendorSpMV(int n, int nna, int* ia, int* ja, double* aa, double* x, double* y)
+    {
+        cusparseCreate(&handle_);
+        cusparseCreateCsr(&a_, n, n, nna, ia, ja, aa, CUSPARSE_INDEX_32I, CUSPARSE_INDEX_32I,
+                          CUSPARSE_INDEX_BASE_ZERO, CUDA_R_64F);
+        cusparseCreateDnVec(&x_, n, x, CUDA_R_64F);
+        cusparseCreateDnVec(&y_, n, y, CUDA_R_64F);
+        size_t bytes = 0;
+        cusparseSpMV_bufferSize(handle_, CUSPARSE_OPERATION_NON_TRANSPOSE, &one_, a_, x_, &zero_, y_, CUDA_R_64F,
+                                CUSPARSE_SPMV_ALG_DEFAULT, &bytes);
+        cudaMalloc(&work_, bytes > 0 ? bytes : 1);
+    }
+    ~VendorSpMV()
+    {
+        cudaFree(work_);
+        cusparseDestroyDnVec(x_);
+        cusparseDestroyDnVec(y_);
+        cusparseDestroySpMat(a_);
+        cusparseDestroy(handle_);
+    }
+    void operator()()
+    {
+        cusparseSpMV(handle_, CUSPARSE_OPERATION_NON_TRANSPOSE, &one_, a_, x_, &zero_, y_, CUDA_R_64F,
+                     CUSPARSE_SPMV_ALG_DEFAULT, work_);
+    }
+
+private:
+    cusparseHandle_t handle_ = nullptr;
+    cusparseSpMatDescr_t a_ = nullptr;
+    cusparseDnVecDescr_t x_ = nullptr, y_ = nullptr;
+    void* work_ = nullptr;
+    double one_ = 1.0, zero_ = 0.0;
+};
+#endif
 
 rvzmodel::CsrMatrix PoissonOfSize(int n)
 {
@@ -81,9 +124,20 @@ int main(int argc, char** argv)
 
         table.CopyRow(tool, runs, n, n, y, x);
         const double ellProduct = 12.0 * ncol * new_nnu + 16.0 * n;
-        table.Row(n, "SpMV CSR", MedianSeconds(runs, [&] {
-                rvz::CSRProduct(n, iaD, jaD, aaD, x, y, rvz::CSRProductPath::Solver);
-            }), 4.0 * n + 12.0 * m.nna() + 16.0 * n);
+        const double csrBytes = 4.0 * n + 12.0 * m.nna() + 16.0 * n;
+        const double csrSeconds = MedianSeconds(runs, [&] {
+            rvz::CSRProduct(n, iaD, jaD, aaD, x, y, rvz::CSRProductPath::Solver);
+        });
+        table.Row(n, "SpMV CSR", csrSeconds, csrBytes);
+#if RVZGPU_BACKEND_CUDA
+        {
+            VendorSpMV vendor(n, m.nna(), iaD, jaD, aaD, x, y);
+            const double vendorSeconds = MedianSeconds(runs, [&] { vendor(); });
+            table.Row(n, "cuSPARSE SpMV CSR", vendorSeconds, csrBytes);
+            std::printf("%-10d %-22s %12.2f  (library time / cuSPARSE time)\n", n, "CSR ratio",
+                        csrSeconds / vendorSeconds);
+        }
+#endif
         table.Row(n, "SpMV ELL", MedianSeconds(runs, [&] {
                 rvz::ELLProduct(n, new_nnu, ncol, indexD, valuesD, x, y);
             }), ellProduct);
