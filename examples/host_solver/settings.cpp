@@ -100,6 +100,11 @@ const std::map<std::string, Setter>& Setters()
         {"max_iterations",
          [](Settings& s, const Line& l, const std::string& v) { s.max_iterations = AtLeast(l, ToInt(l, v), 1); }},
         {"output", [](Settings& s, const Line&, const std::string& v) { s.output = v; }},
+        {"cells",
+         [](Settings& s, const Line& l, const std::string& v) {
+             if (v != "hexahedra" && v != "tetrahedra") l.Fail("must be hexahedra or tetrahedra");
+             s.cells = v;
+         }},
     };
     return setters;
 }

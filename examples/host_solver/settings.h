@@ -14,9 +14,12 @@ namespace channel {
 
 struct Settings {
     // Mesh: a straight duct [0, length] x [0, width] x [0, height] of
-    // nx x ny x nz hexahedra; inlet at x = 0, outlet at x = length, walls
-    // on the four other sides. Odd ny and nz put cells on the centre line.
+    // nx x ny x nz hexahedra, or of the same boxes each split into six
+    // tetrahedra (cells = tetrahedra); inlet at x = 0, outlet at x = length,
+    // walls on the four other sides. Odd ny and nz put hexahedra on the
+    // centre line.
     int nx = 24, ny = 15, nz = 15;
+    std::string cells = "hexahedra";
     double length = 4.0, width = 1.0, height = 1.0;
     // Newtonian fluid and inflow (CGS units in the library's setting; any
     // consistent units work).
