@@ -222,7 +222,7 @@ TEST(GradientAnalytic, LinearFieldIsExactWithItsGradientAsPrevious)
     std::vector<std::pair<std::string, Mesh>> meshes;
     meshes.emplace_back("skewed hexahedra", BuildMesh(MakeBox(SkewedHexahedra(6))));
     meshes.emplace_back("perturbed tetrahedra", BuildMesh(MakeBox(PerturbedTetrahedra(5))));
-    meshes.emplace_back("gmsh tetrahedra", GmshTetrahedra());
+    if (!rvztest::GmshWaived()) meshes.emplace_back("gmsh tetrahedra", GmshTetrahedra());
     for (const auto& [name, m] : meshes) {
         SCOPED_TRACE(name);
         GradientRun run(m);

@@ -375,6 +375,7 @@ TEST(MeshGmsh, ReadsEveryCellShapeAndBoundaryKind)
 
 TEST(MeshGmsh, MeshesGeneratedByGmsh)
 {
+    if (rvztest::GmshWaived()) GTEST_SKIP() << "Gmsh waived on this machine (RVZGPU_TEST_WITHOUT_GMSH)";
     ASSERT_TRUE(HaveGmsh()) << "gmsh is required (scripts/debian-packages.txt)";
     const Mesh tets = LoadGmsh(RunGmsh("occbox",
                                        "SetFactory(\"OpenCASCADE\");\nBox(1) = {0, 0, 0, 1, 0.5, 0.25};\n"
