@@ -52,11 +52,24 @@ inline void Quietly(const std::function<void()>& f)
     close(saved);
 }
 
+// A positive whole number from the command line; anything else (a flag such
+// as --help, zero, a typo) prints the program's usage and ends it.
+inline int PositiveArgument(const char* text, const char* program, const char* usage)
+{
+    char* end = nullptr;
+    const long v = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || v <= 0 || v > 2147483647L) {
+        std::fprintf(stderr, "%s: '%s' is not a positive size\nusage: %s %s\n", program, text, program, usage);
+        std::exit(2);
+    }
+    return static_cast<int>(v);
+}
+
 // The sizes named on the command line, or `defaults` when none is.
 inline std::vector<int> SizesFromArguments(int argc, char** argv, std::vector<int> defaults)
 {
     std::vector<int> sizes;
-    for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
+    for (int i = 1; i < argc; ++i) sizes.push_back(PositiveArgument(argv[i], argv[0], "[size ...]"));
     return sizes.empty() ? defaults : sizes;
 }
 

@@ -85,8 +85,11 @@ private:
 
 int main(int argc, char** argv)
 {
-    const int nx = argc > 3 ? std::atoi(argv[1]) : 64, ny = argc > 3 ? std::atoi(argv[2]) : 64,
-              nz = argc > 3 ? std::atoi(argv[3]) : 64;
+    const char* usage = "[nx ny nz]";
+    if (argc != 1 && argc != 4) rvzbench::PositiveArgument("", argv[0], usage);
+    const int nx = argc > 3 ? rvzbench::PositiveArgument(argv[1], argv[0], usage) : 64,
+              ny = argc > 3 ? rvzbench::PositiveArgument(argv[2], argv[0], usage) : 64,
+              nz = argc > 3 ? rvzbench::PositiveArgument(argv[3], argv[0], usage) : 64;
     CRVZGPUtool tool;
     if (tool.SetDeviceToUse(0) != 0) return 1;
 

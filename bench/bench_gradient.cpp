@@ -30,7 +30,8 @@ int main(int argc, char** argv)
 {
     using namespace rvzmesh;
     BoxOptions o;
-    o.nx = o.ny = o.nz = argc > 1 ? std::atoi(argv[1]) : 64;
+    const char* usage = "[cells-per-axis [tetrahedra 0|1]]";
+    o.nx = o.ny = o.nz = argc > 1 ? rvzbench::PositiveArgument(argv[1], argv[0], usage) : 64;
     o.tetrahedra = argc > 2 && std::atoi(argv[2]) != 0;
     o.perturbation = 0.2;
     const Mesh m = BuildMesh(MakeBox(o));
