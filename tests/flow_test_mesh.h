@@ -5,8 +5,11 @@
 // pressure-correction tests to build hand-checkable cases.
 //
 // ELL columns: 0 is the diagonal, column 1 + s holds the face of cell
-// side s (0 -x, 1 +x, 2 -y, 3 +y, 4 -z, 5 +z), interior or boundary, so
-// interior and boundary positions never coincide.
+// side s (0 -x, 1 +x, 2 -y, 3 +y, 4 -z, 5 +z), interior or boundary, except
+// that a boundary face on the -x side uses column 0 of the scratch, as the
+// mesh toolkit's first boundary face of a cell does (so an update that
+// skipped column 0 would lose it). Interior and boundary positions never
+// coincide.
 #pragma once
 
 #include <algorithm>
@@ -78,7 +81,7 @@ struct BoxMesh {
                         b.slot.push_back(nCells + nBoundary++);
                         b.cell.push_back(c);
                         b.Px.push_back(c);
-                        b.Py.push_back(1 + s);
+                        b.Py.push_back(s == 0 ? 0 : 1 + s);
                         b.rows.push_back(c);
                         b.sx.push_back(S[0]);
                         b.sy.push_back(S[1]);
