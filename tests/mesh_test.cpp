@@ -177,6 +177,44 @@ TEST(MeshGeometry, StructuredHexahedraHaveExactFacesWeightsAndLists)
     EXPECT_EQ(m.nColumnPerRow, 7);
 }
 
+// Two cells of lengths 0.5 and 1.5 along x: the face lies 0.25 from the
+// owner's centroid and 0.75 from the neighbour's, so the weight of E is
+// 0.25 / (0.25 + 0.75).
+TEST(MeshGeometry, InterpolationWeightFollowsTheDistancesToTheFace)
+{
+    BoxOptions o;
+    o.nx = 2, o.ny = 1, o.nz = 1;
+    o.lx = 2.0;
+    MeshInput in = MakeBox(o);
+    for (double& x : in.x)
+        if (x == 1.0) x = 0.5;
+    const Mesh m = BuildMesh(in);
+    ASSERT_EQ(m.nFaces, 1);
+    EXPECT_EQ(m.xc[m.ijP[0]], 0.25);
+    EXPECT_DOUBLE_EQ(m.le[0], 0.25);
+}
+
+// One parallelepiped, x' = x + s y + s z: centroid (1/2 + s, 1/2, 1/2).
+// The y and z faces are planes at normal distance 1/2 from it (area 1);
+// the x faces are the planes x - s y - s z = 0 and 1, of area sqrt(1 + 2s^2)
+// and normal distance 1/(2 sqrt(1 + 2s^2)). The wall factor is the area
+// over the normal distance, not over the distance between the centroids.
+TEST(MeshGeometry, WallFactorUsesTheNormalDistanceOnASkewedCell)
+{
+    BoxOptions o;
+    o.nx = o.ny = o.nz = 1;
+    o.shear = 0.5;
+    const Mesh m = BuildMesh(MakeBox(o));
+    const double s2 = 0.25;
+    int faces = 0;
+    for (const BoundaryList& list : m.boundary)
+        for (int k = 0; k < list.size(); ++k, ++faces) {
+            const bool xFace = std::fabs(list.sx[k]) > 0.5;
+            EXPECT_NEAR(list.surfDist[k], xFace ? 2.0 * (1.0 + 2.0 * s2) : 2.0, 1e-13) << faces;
+        }
+    EXPECT_EQ(faces, 6);
+}
+
 TEST(MeshGeometry, ReverseCuthillMcKeeNarrowsAShuffledNumbering)
 {
     MeshInput in = MakeBox(Box(6, false, 0.2));
