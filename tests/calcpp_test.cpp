@@ -123,6 +123,61 @@ TEST(CalcPPFlux, PressureTermFormsAndVelocityLimiting)
     EXPECT_EQ(t.aW->Download(), (std::vector<double>{7.0, 7.0}));  // partition faces: aED only
 }
 
+// Along any line a quadratic p satisfies p(E) - p(P) = (grad p(P) + grad p(E))/2 . d
+// exactly: with its exact gradients the pressure term vanishes on every face
+// whatever the geometry, and the flux is the interpolated velocity alone.
+TEST(CalcPPFlux, QuadraticPressureWithItsExactGradientsLeavesTheVelocity)
+{
+    Pressure t = Line3();
+    const double x[3] = {0.25, 0.75, 1.25}, y[3] = {0.5, 0.75, 0.25}, z[3] = {0.5, 0.625, 0.5};
+    SetCells(*t.dev.yc, {y[0], y[1], y[2]});
+    SetCells(*t.dev.zc, {z[0], z[1], z[2]});
+    std::vector<double> p(3), gx(3), gy(3), gz(3);
+    for (int c = 0; c < 3; ++c) {
+        p[c] = 2.0 * x[c] * x[c] - x[c] * y[c] + 3.0 * y[c] * y[c] + z[c] * z[c] + 4.0 * z[c];
+        gx[c] = 4.0 * x[c] - y[c];
+        gy[c] = -x[c] + 6.0 * y[c];
+        gz[c] = 2.0 * z[c] + 4.0;
+    }
+    SetCells(*t.p, p);
+    SetCells(*t.dpx, gx);
+    SetCells(*t.dpy, gy);
+    SetCells(*t.dpz, gz);
+    t.u->Upload(std::vector<double>(t.mesh.nExt, 1.5));
+    for (int stab : {0, 3, 1}) {
+        ASSERT_EQ(t.Flux(stab), 0);
+        const auto mfe = t.mfe->Download();
+        EXPECT_NEAR(mfe[0], 1.5, 1e-14) << stab;
+        EXPECT_NEAR(mfe[1], 1.5, 1e-14) << stab;
+    }
+}
+
+// Cell 1 lifted by 0.25: d = (0.5, +-0.25, 0), S = (1, 0, 0), so
+// c = |S||d|/(S.d) = sqrt(1.25) while |S|^2/(S.d) stays 2. With dp* = 1 and 3
+// (no gradients) and A = 0.6 and 1.0, form 3 scales the coefficient by c,
+// the other forms scale the pressure term by c|S|/|d| = 2.
+TEST(CalcPPFlux, NonOrthogonalFaceScalesTheCoefficientOrThePressureTerm)
+{
+    Pressure t = Line3();
+    SetCells(*t.dev.yc, {0.5, 0.75, 0.5});
+    SetCells(*t.p, {0.0, 1.0, 4.0});
+    const double c = std::sqrt(1.25);
+    auto expect = [](const DeviceArray<double>& a, double face0, double face1) {
+        EXPECT_NEAR(a.Download()[0], face0, 1e-15);
+        EXPECT_NEAR(a.Download()[1], face1, 1e-15);
+    };
+    ASSERT_EQ(t.Flux(0), 0);
+    expect(*t.aE, -0.3, -0.5);
+    expect(*t.mfe, -0.3, -1.5);
+    ASSERT_EQ(t.Flux(3), 0);
+    expect(*t.aE, -0.3 * c, -0.5 * c);
+    expect(*t.mfe, -0.3 * c, -1.5 * c);
+    EXPECT_EQ(t.aW->Download(), t.aE->Download());
+    ASSERT_EQ(t.Flux(1), 0);
+    expect(*t.aE, -0.3, -0.5);
+    expect(*t.mfe, -0.6, -3.0);
+}
+
 // ---------------------------------------------------------------------------
 // Right-hand side, boundaries and the imbalance
 // ---------------------------------------------------------------------------
@@ -198,6 +253,58 @@ TEST(CalcPPSource, PressureControlledInletImposesThePressure)
         EXPECT_DOUBLE_EQ(aEb->Download()[0], a);
         EXPECT_DOUBLE_EQ(mfeb->Download()[0], -1.0 + a * 10.0);  // u.S with S = -x
         EXPECT_DOUBLE_EQ(t.Source->Download()[0], 1.0 - a * 10.0);
+    }
+}
+
+// A linear pressure p = 3x + 2y with its exact gradient in the cells (and
+// nonsense at the slots): the boundary term (p(b) - p(P)) - grad p(P).d
+// vanishes, so an inlet in pressure control (p(b) imposed at 1.2, its exact
+// value) and a vent carry exactly u.S. The slots sit off the normal through
+// the cell centroid (d = (-0.25, 0.1, 0) and (0.25, -0.1, 0)): the stabilised
+// coefficient is -V APR |S|^2/(S.d), not -V APR |S|/|d|.
+TEST(CalcPPSource, BoundaryFluxesOfALinearPressureAreTheVelocityFlux)
+{
+    Pressure t = Line3();
+    const int in = t.mesh.side[0].slot[0], out = t.mesh.side[1].slot[0];
+    std::vector<double> y = t.dev.yc->Download(), p(t.mesh.nExt), u(t.mesh.nExt, 0.0), v(t.mesh.nExt, 0.0);
+    y[in] = 0.6;
+    y[out] = 0.4;
+    t.dev.yc->Upload(y);
+    const auto x = t.dev.xc->Download();
+    for (int i = 0; i < t.mesh.nExt; ++i) p[i] = 3.0 * x[i] + 2.0 * y[i];
+    p[in] = 0.0;
+    t.p->Upload(p);
+    std::vector<double> gx(t.mesh.nExt, 100.0), gy(t.mesh.nExt, -50.0);
+    std::fill(gx.begin(), gx.begin() + 3, 3.0);
+    std::fill(gy.begin(), gy.begin() + 3, 2.0);
+    t.dpx->Upload(gx);
+    t.dpy->Upload(gy);
+    u[0] = 1.0, v[0] = 0.5;    // inlet cell: u.S = -1 with S = (-1, 0, 0)
+    u[out] = 2.0, v[out] = 1.0;  // vent slot: u.S = 2
+    t.u->Upload(u);
+    t.v->Upload(v);
+    DeviceList inlet(t.mesh.side[0]), vent(t.mesh.side[1]);
+    auto open = Up(std::vector<int>{1});
+    for (int stab : {0, 1}) {
+        SCOPED_TRACE(stab);
+        auto aEb = Field(1), mfeb = Field(1);
+        t.Source->Upload({0.0, 0.0, 0.0});
+        t.dev.ClearScratch();
+        ASSERT_EQ(Tool().Calc_InnerFluxPP_Inlet_STATUS_PRES_CONTROL(
+                      inlet.n, inlet.nRows, t.mesh.newNNU, t.mesh.nCol, stab, 1.2e-7, *inlet.cell, *inlet.slot, *t.u,
+                      *t.v, *t.w, *t.dev.xc, *t.dev.yc, *t.dev.zc, *t.dpx, *t.dpy, *t.dpz, *t.dev.volume, *t.APR, *mfeb,
+                      *inlet.sx, *inlet.sy, *inlet.sz, *t.p, *t.pp, *aEb, *t.Source, *inlet.Px, *inlet.Py,
+                      *t.dev.scratch, *inlet.rows, 1, 1),
+                  0);
+        EXPECT_NEAR(t.p->Download()[in], 1.2, 1e-15);
+        EXPECT_NEAR(aEb->Download()[0], stab == 0 ? -0.2 : -0.5 * 0.2 / 0.25, 1e-15);
+        EXPECT_NEAR(mfeb->Download()[0], -1.0, 1e-14);
+        ASSERT_EQ(t.Vents(vent, *open, *aEb, *mfeb, stab), 0);
+        EXPECT_NEAR(aEb->Download()[0], stab == 0 ? -0.6 : -0.5 * 0.6 / 0.25, 1e-15);
+        EXPECT_NEAR(mfeb->Download()[0], 2.0, 1e-14);
+        const auto S = t.Source->Download();
+        EXPECT_NEAR(S[0], 1.0, 1e-14);
+        EXPECT_NEAR(S[2], -2.0, 1e-14);
     }
 }
 
