@@ -133,7 +133,7 @@ public:
     {
         ComCall c{"Irecv", type, count, -1, source, -1, tag, comm};
         calls.push_back(c);
-        FillReply(buffer, count / static_cast<int>(sizeof(double)), source, tag);
+        FillReply(buffer, type == PackedType ? count / static_cast<int>(sizeof(double)) : count, source, tag);
         request = static_cast<int>(calls.size());
         return 0;
     }

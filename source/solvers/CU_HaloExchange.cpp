@@ -46,14 +46,16 @@ void PackedHaloExchange::ExchangePaired()
 
 void PackedHaloExchange::ExchangeNonBlocking()
 {
+    // The pack buffers hold each neighbour's doubles in order; they travel
+    // as that many doubles.
     std::vector<int> sends(static_cast<size_t>(lists_.nSendNbr), 0);
     for (int j = 0; j < lists_.nSendNbr; ++j)
-        com_->Isend(com_->PackedType, sendBuffers_[j].data(), sendBytes_[j], lists_.sendNbr[j], sendTag_[j], sends[j],
-                    comm_);
+        com_->Isend(com_->DoubleType, sendBuffers_[j].data(), lists_.sendStart[j + 1] - lists_.sendStart[j],
+                    lists_.sendNbr[j], sendTag_[j], sends[j], comm_);
     for (int j = 0; j < lists_.nRecvNbr; ++j) {
         int request = 0;
-        com_->Irecv(com_->PackedType, recvBuffers_[j].data(), recvBytes_[j], lists_.recvNbr[j], recvTag_[j], request,
-                    comm_);
+        com_->Irecv(com_->DoubleType, recvBuffers_[j].data(), lists_.recvStart[j + 1] - lists_.recvStart[j],
+                    lists_.recvNbr[j], recvTag_[j], request, comm_);
         com_->Wait(request);
     }
     for (int& request : sends) com_->Wait(request);

@@ -41,7 +41,8 @@ public:
     void ExchangePaired();
     // Isend to every send neighbour; then, per receive neighbour, Irecv
     // followed at once by Wait; finally the sends are waited for, so that
-    // the pack buffers may be reused or freed.
+    // the pack buffers may be reused or freed. Both pass DoubleType and the
+    // neighbour's count of doubles.
     void ExchangeNonBlocking();
     // Unpacks every receive neighbour's values into values[recvIndex[k]].
     void UnpackReceives(double* values);
