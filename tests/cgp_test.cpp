@@ -22,6 +22,7 @@ struct ChainPart {
     std::vector<int> ja;
     std::vector<double> aa;
     int neighbour;
+    int nRecvNbr = 1;
     std::vector<int> sendStart{0, 1}, recvStart{0, 1};
     std::vector<int> sendIndex, recvIndex{3};
     std::vector<double> b{1.0, 2.0, 3.0};
@@ -71,7 +72,7 @@ DistributedRun RunChain(const ChainPart& p, Storage storage, RecordingCom& com, 
         return std::string();
     };
     DistributedRun run;
-    int nSend = 1, nRecv = 1, nHalo = p.nHalo, comm = 9, rank = p.rank, unused1 = 0, unused2 = 0;
+    int nSend = 1, nRecv = p.nRecvNbr, nHalo = p.nHalo, comm = 9, rank = p.rank, unused1 = 0, unused2 = 0;
     std::vector<int> nbr{p.neighbour}, sendStart(p.sendStart), sendIndex(p.sendIndex), recvStart(p.recvStart),
         recvIndex(p.recvIndex);
     run.solHost.assign(4, -9.0);
@@ -202,6 +203,33 @@ TEST_P(CGPMessages, HaloOfTheDirectionEntersTheProduct)
 }
 
 INSTANTIATE_TEST_SUITE_P(Storages, CGPMessages, ::testing::Values(Storage::CSR, Storage::ELL));
+
+// Rank 0 sends two values (rows 1 and 2) and receives one: the final
+// non-blocking update of the ELL form sends and receives doubles, as many
+// as each neighbour's list holds; the paired refreshes carry packed bytes.
+TEST(CGPMessageCounts, EachExchangeCarriesItsNeighboursCount)
+{
+    ChainPart part(0);
+    part.sendStart = {0, 2};
+    part.sendIndex = {1, 2};
+    RecordingCom com;
+    const DistributedRun run = RunChain(part, Storage::ELL, com, 0, 2);
+    ASSERT_EQ(run.status, 0);
+    const auto isend = com.Only("Isend"), irecv = com.Only("Irecv");
+    ASSERT_EQ(isend.size(), 1u);
+    ASSERT_EQ(irecv.size(), 1u);
+    EXPECT_EQ(isend[0].type, com.DoubleType);
+    EXPECT_EQ(isend[0].count, 2);
+    EXPECT_EQ(irecv[0].type, com.DoubleType);
+    EXPECT_EQ(irecv[0].count, 1);
+    EXPECT_EQ(run.solHost[3], com.reply(1, 120, 0));
+    for (const auto& c : com.Only("SendRecv")) {
+        EXPECT_EQ(c.type, com.PackedType);
+        EXPECT_EQ(c.count, 16);
+        EXPECT_EQ(c.sent.size(), 2u);
+    }
+}
+
 
 // A lone process with no neighbour: the serial solve, bit for bit, plus
 // the solution on the host and the distributed lines.
@@ -369,6 +397,29 @@ TEST(CGPFailures, DeviceFailureIsReportedWithTheRankAndAbortsTheRun)
                     ::testing::ExitedWithCode(cudaErrorLaunchOutOfResources & 0xff),
                     "CPUID:1GPU\\[0:" + DeviceName() + "\\] Computing failed: " + text + "\\.\nAbort\\(7, 701\\)");
     }
+}
+
+// The j-th send neighbour is paired with the j-th receive neighbour: lists
+// of different lengths end the run with a report.
+void RunUnpairedLists(Storage storage)
+{
+    std::fflush(stdout);
+    dup2(2, 1);
+    ChainPart part(1);
+    part.nRecvNbr = 0;
+    part.recvStart = {0};
+    RecordingCom com;
+    RunChain(part, storage, com, 0, 3, nullptr, false);
+}
+
+TEST(CGPFailures, NeighbourListsOfDifferentLengthsAbortTheRun)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::string text = rvz::PlatformErrorText(cudaErrorInvalidValue);
+    for (Storage storage : {Storage::CSR, Storage::ELL})
+        EXPECT_EXIT(RunUnpairedLists(storage), ::testing::ExitedWithCode(cudaErrorInvalidValue),
+                    "CPUID:1GPU\\[0:" + DeviceName() + "\\] Send and receive neighbour lists differ in length: " +
+                        text + "\\.\nAbort\\(7, 1\\)");
 }
 
 TEST(CGPFailures, AllocationFailureIsReportedWithTheRankAndAbortsTheRun)
