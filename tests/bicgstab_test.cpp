@@ -51,8 +51,8 @@ struct Reference {
     double resOut = 0.0;
 };
 
-Reference ReferenceBiCGSTAB(const CsrMatrix& m, const std::vector<double>& bv, const std::vector<double>& x0, double tol,
-                            int maxIter, bool jacobi, bool schemeA)
+Reference ReferenceBiCGSTAB(const CsrMatrix& m, const std::vector<double>& bv, const std::vector<double>& x0,
+                            double tol, int maxIter, bool jacobi, bool schemeA)
 {
     using Vec = Eigen::VectorXd;
     const Eigen::SparseMatrix<double> A = ToEigen(m);
