@@ -2,11 +2,15 @@
 # the case says. A case is a line "STATUS | TEXT | ARGUMENTS" ('#' starts a
 # comment line): the program, started with ARGUMENTS (@DATA@ stands for the
 # folder DATA) after the optional LAUNCHER (its words separated by '|'),
-# must exit with STATUS and print TEXT on its standard error. Every case
-# runs; the failing ones are listed together.
+# must exit with STATUS and print TEXT on its standard error. The cases run
+# in WORKDIR (default: the current folder). Every case runs; the failing
+# ones are listed together.
 cmake_minimum_required(VERSION 3.16)
 file(STRINGS ${CASES} lines)
 string(REPLACE "|" ";" launcher "${LAUNCHER}")
+if(NOT WORKDIR)
+  set(WORKDIR .)
+endif()
 set(failed "")
 set(count 0)
 foreach(line IN LISTS lines)
@@ -21,7 +25,7 @@ foreach(line IN LISTS lines)
   string(REPLACE "@DATA@" "${DATA}" arguments "${CMAKE_MATCH_3}")
   separate_arguments(arguments UNIX_COMMAND "${arguments}")
   execute_process(COMMAND ${launcher} ${PROGRAM} ${arguments} RESULT_VARIABLE code ERROR_VARIABLE err
-                  OUTPUT_QUIET)
+                  OUTPUT_QUIET WORKING_DIRECTORY ${WORKDIR})
   math(EXPR count "${count} + 1")
   string(FIND "${err}" "${text}" at)
   if(NOT code STREQUAL status OR at EQUAL -1)
