@@ -3,13 +3,18 @@
 # comment line): the program, started with ARGUMENTS (@DATA@ stands for the
 # folder DATA) after the optional LAUNCHER (its words separated by '|'),
 # must exit with STATUS and print TEXT on its standard error. The cases run
-# in WORKDIR (default: the current folder). Every case runs; the failing
-# ones are listed together.
+# in WORKDIR (default: the current folder), into which the files of DATA
+# are copied first when COPY_DATA is set (so that nothing a faulty program
+# writes lands in the source tree). Every case runs; the failing ones are
+# listed together.
 cmake_minimum_required(VERSION 3.16)
 file(STRINGS ${CASES} lines)
 string(REPLACE "|" ";" launcher "${LAUNCHER}")
 if(NOT WORKDIR)
   set(WORKDIR .)
+elseif(COPY_DATA)
+  file(REMOVE_RECURSE ${WORKDIR})
+  file(COPY ${DATA}/ DESTINATION ${WORKDIR})
 endif()
 set(failed "")
 set(count 0)
