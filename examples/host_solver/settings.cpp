@@ -218,7 +218,8 @@ void CheckMesh(const Settings& s)
     const double limit = static_cast<double>(INT_MAX);
     if (nodes > limit || ellEntries > limit || faces > limit)
         FailAt(s, {"nx", "ny", "nz"},
-               std::to_string(s.nx) + " x " + std::to_string(s.ny) + " x " + std::to_string(s.nz) + (tets ? " boxes of six tetrahedra" : " hexahedra") +
+               std::to_string(s.nx) + " x " + std::to_string(s.ny) + " x " + std::to_string(s.nz) +
+                   (tets ? " boxes of six tetrahedra" : " hexahedra") +
                    " are more than the library's 32-bit indices hold (" + Number(cells) + " cells, " +
                    Number(ellEntries) + " matrix entries; at most " + std::to_string(INT_MAX) + ")");
     const double bytes = cells * (tets ? kBytesPerTetrahedron : kBytesPerHexahedron);

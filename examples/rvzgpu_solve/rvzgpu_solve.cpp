@@ -251,7 +251,8 @@ try {
             std::printf("generated %s problem on a %d^3 grid: %d rows, %d entries\n", o.problem.c_str(), g, m.n,
                         m.nna());
         }
-        if (m.n < 2) throw rvzmodel::InputError((o.file.empty() ? "" : o.file + ": ") + "the solvers need at least 2 rows");
+        if (m.n < 2)
+            throw rvzmodel::InputError((o.file.empty() ? "" : o.file + ": ") + "the solvers need at least 2 rows");
         if (o.precond == "jacobi") rvzmodel::CheckJacobiDiagonal(m, o.file.empty() ? "generated matrix" : o.file);
         CheckSolveSize(o, m);
     } catch (const std::runtime_error& e) {  // MatrixMarketError, InputError

@@ -145,7 +145,8 @@ visc::Material Parse(int argc, char** argv, Grid& grid)
             for (const Entry& e : kMaterials) std::printf("%-16s %s\n", e.key, e.make().name.c_str());
             std::exit(0);
         }
-        if (k + 1 >= argc) throw BadOption(a.rfind("--", 0) == 0 ? a + " needs a value" : "unknown argument '" + a + "'");
+        if (k + 1 >= argc)
+            throw BadOption(a.rfind("--", 0) == 0 ? a + " needs a value" : "unknown argument '" + a + "'");
         const std::string v = argv[++k];
         if (a == "--material") {
             const Entry* found = nullptr;

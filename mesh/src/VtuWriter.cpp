@@ -148,7 +148,8 @@ void WriteVtu(const std::string& path, const Mesh& m, const VtuContent& content)
     connectivity.reserve(static_cast<size_t>(m.cellStart[nCells]));
     for (int c = 0; c < nCells; ++c) {
         const int count = m.cellStart[c + 1] - m.cellStart[c];
-        for (int k = 0; k < count; ++k) connectivity.push_back(m.cellNodes[m.cellStart[c] + detail::VtkNodeOrder(m.shape[c], k)]);
+        for (int k = 0; k < count; ++k)
+            connectivity.push_back(m.cellNodes[m.cellStart[c] + detail::VtkNodeOrder(m.shape[c], k)]);
         offsets.push_back(static_cast<std::int64_t>(connectivity.size()));
         types.push_back(static_cast<std::uint8_t>(detail::VtkCellType(m.shape[c])));
     }
@@ -193,7 +194,8 @@ void PvdSeries::Add(double time, const std::string& vtuPath)
                                       std::to_string(steps_.back().first));
     // The collection names its files relative to its own folder.
     const fs::path folder = fs::absolute(fs::path(path_)).parent_path();
-    steps_.emplace_back(time, fs::absolute(fs::path(vtuPath)).lexically_normal().lexically_relative(folder).generic_string());
+    const fs::path file = fs::absolute(fs::path(vtuPath)).lexically_normal();
+    steps_.emplace_back(time, file.lexically_relative(folder).generic_string());
     Write();
 }
 
