@@ -472,6 +472,14 @@ TEST(MeshGmsh, BadInputIsReportedWithFileAndLine)
     malformed.replace(malformed.find("0.5 0.5 1.5"), 3, "0.x");
     expectError("malformed", malformed, LineOf(good, "0.5 0.5 1.5"), "expected a number");
 
+    std::string infinite = good;
+    infinite.replace(infinite.find("0.5 0.5 1.5"), 3, "inf");
+    expectError("infinite", infinite, LineOf(good, "0.5 0.5 1.5"), "node 9: the x coordinate 'inf' is not a finite");
+
+    MshText noVolume = MixedShapes();
+    noVolume.cells.clear();  // what Gmsh saves where physical surfaces but no physical volume are defined
+    expectError("no-volume", noVolume.Text(), LineOf(noVolume.Text(), "$Elements"), "no physical volume");
+
     std::string unsupported = good;
     unsupported.replace(unsupported.find("3 1 7 1"), 7, "3 1 17 1");
     expectError("unsupported", unsupported, LineOf(good, "3 1 7 1"), "unsupported element type 17");
@@ -534,4 +542,7 @@ TEST(MeshGmsh, InconsistentTopologyIsRefused)
     BoxOptions empty;
     empty.nx = 0;
     EXPECT_THROW(MakeBox(empty), MeshError);
+    BoxOptions huge;  // 1e15 cells: refused before anything is allocated
+    huge.nx = huge.ny = huge.nz = 100000;
+    EXPECT_THROW(MakeBox(huge), MeshError);
 }

@@ -432,8 +432,7 @@ Result Channel::Run(std::FILE* log)
     r.outflow = outflow_;
     r.u = u_.Download(nc_), r.v = v_.Download(nc_), r.w = w_.Download(nc_), r.p = p_.Download(nc_);
     if (r.outcome != Outcome::Diverged) Measure(r);
-    if (s_.output != "none" && r.outcome != Outcome::Diverged)
-        rvzmesh::WriteVtk(s_.output, m_, {{"u", &r.u}, {"v", &r.v}, {"w", &r.w}, {"p", &r.p}});
+    if (s_.output != "none") r.mesh = std::make_shared<const rvzmesh::Mesh>(m_);
     return r;
 }
 

@@ -7,12 +7,16 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "settings.h"
 
 class CRVZGPUtool;
+namespace rvzmesh {
+struct Mesh;
+}
 
 namespace channel {
 
@@ -29,10 +33,11 @@ struct Result {
     double centreVelocity = 0.0;
     double pressureGradient = 0.0;  // -dp/dx along the centre line
     std::vector<double> u, v, w, p;  // cell values
+    std::shared_ptr<const rvzmesh::Mesh> mesh;  // the cells of u, v, w, p (when an output file is wanted)
 };
 
 // Runs the case, printing one convergence line per iteration to `log`
-// (null: silent), and writes the VTK file named in the settings.
+// (null: silent); the caller writes the result file.
 Result RunChannel(CRVZGPUtool& tool, const Settings& settings, std::FILE* log);
 
 }  // namespace channel

@@ -52,6 +52,20 @@ TEST(ChannelSettings, RefusesBadInputNamingLineAndKey)
     EXPECT_EQ(Refusal("density = 1e999\n"), "case.inp:1: key 'density': '1e999' is not a finite number");
     EXPECT_EQ(Refusal("nx = 4\nnx = 5\n"), "case.inp:2: key 'nx': given twice");
     EXPECT_EQ(Refusal("= 3\n"), "case.inp:1: expected 'key = value', got '= 3'");
+    EXPECT_EQ(Refusal("ny = 3\nnx 10\n"), "case.inp:2: key 'nx': missing '=' (write 'nx = 10')");
+}
+
+TEST(ChannelSettings, ResultFileIsNamedAfterTheCase)
+{
+    channel::Settings builtIn;
+    EXPECT_EQ(channel::CaseName(builtIn), "channel");
+    EXPECT_EQ(channel::OutputPath(builtIn), "channel.vtu");
+    const channel::Settings fromFile = channel::ParseSettings("nx = 4\n", "cases/wide duct.inp");
+    EXPECT_EQ(channel::CaseName(fromFile), "wide duct");
+    EXPECT_EQ(channel::OutputPath(fromFile), "wide duct.vtu");
+    EXPECT_EQ(fromFile.line.at("nx"), 1);
+    EXPECT_EQ(channel::OutputPath(channel::ParseSettings("output = none\n", "x.inp")), "");
+    EXPECT_EQ(channel::OutputPath(channel::ParseSettings("output = r/out.vtu\n", "x.inp")), "r/out.vtu");
 }
 
 TEST(ChannelAnalytic, SquareDuctTextbookValues)

@@ -7,6 +7,7 @@
 #include "CRVZGPUtool.h"
 #include "channel_solver.h"
 #include "duct_analytic.h"
+#include "rvzgpu_mesh/Mesh.h"
 #include "settings.h"
 
 namespace {
@@ -18,10 +19,32 @@ const char* kUsage =
     "(uniform inlet velocity at x = 0, outlet at x = length, no-slip walls)\n"
     "with SIMPLEC outer iterations, printing one convergence line per\n"
     "iteration, then compares the developed centre-line velocity and pressure\n"
-    "gradient with the analytic series solution and writes a VTK file.\n"
+    "gradient with the analytic series solution and writes a VTK XML file\n"
+    "(.vtu: cell fields velocity and p, named after the case).\n"
     "Without an input file the built-in default case runs; see channel.inp\n"
-    "for the keys. Exit status: 0 converged, 1 bad input, 2 not converged,\n"
-    "3 diverged, 4 the library reported a failure.\n";
+    "for the keys. Sizes, geometry and the output file are checked before\n"
+    "the first iteration. Exit status: 0 converged, 1 bad input, 2 not\n"
+    "converged, 3 diverged, 4 the library reported a failure, 5 the result\n"
+    "file could not be written.\n";
+
+// The result as a VTK XML unstructured grid named after the case.
+bool WriteResult(const channel::Settings& settings, const channel::Result& r)
+{
+    const std::string path = channel::OutputPath(settings);
+    if (path.empty() || r.mesh == nullptr) return true;
+    rvzmesh::VtuContent content;
+    content.name = channel::CaseName(settings);
+    content.scalars = {{"p", &r.p}};
+    content.vectors = {{"velocity", &r.u, &r.v, &r.w}};
+    try {
+        rvzmesh::WriteVtu(path, *r.mesh, content);
+    } catch (const rvzmesh::MeshError& e) {
+        std::fprintf(stderr, "rvzgpu-channel: %s\n", e.what());
+        return false;
+    }
+    std::printf("wrote %s\n", path.c_str());
+    return true;
+}
 
 }  // namespace
 
@@ -31,9 +54,12 @@ int main(int argc, char** argv)
         std::fputs(kUsage, argc > 2 ? stderr : stdout);
         return argc > 2 ? 1 : 0;
     }
+    // Progress lines reach a file or pipe as they are printed.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     channel::Settings settings;
     try {
         if (argc == 2) settings = channel::ReadSettings(argv[1]);
+        channel::CheckBeforeRun(settings);
     } catch (const channel::SettingsError& e) {
         std::fprintf(stderr, "rvzgpu-channel: %s\n", e.what());
         return 1;
@@ -63,6 +89,6 @@ int main(int argc, char** argv)
         std::printf("note: at Re = %.3g the entrance length (about %.3g) reaches the measuring section "
                     "(from %.3g); the flow there is not fully developed\n",
                     Re, (0.6 + 0.06 * Re) * Dh, 0.4 * settings.length);
-    if (settings.output != "none") std::printf("wrote %s\n", settings.output.c_str());
+    if (!WriteResult(settings, r)) return 5;
     return r.outcome == channel::Outcome::Converged ? 0 : 2;
 }

@@ -3,10 +3,12 @@
 // The input file holds one "key = value" per line; '#' starts a comment,
 // blank lines are ignored, keys are the field names below. Every key is
 // optional (the defaults are the built-in case); a key may appear once.
+// A line without '=' is refused as such ("nx 10": missing '=').
 // A bad file is refused with SettingsError naming the file, the line and
 // the key.
 #pragma once
 
+#include <map>
 #include <stdexcept>
 #include <string>
 
@@ -37,8 +39,15 @@ struct Settings {
     // both below tolerance; give up after max_iterations.
     double tolerance = 1e-7;
     int max_iterations = 500;
-    // VTK file of the result ("none": no file).
-    std::string output = "channel.vtk";
+    // VTK XML file (.vtu) of the result: cell fields velocity (a vector)
+    // and p, the data set named after the case. Empty: the case name with
+    // ".vtu" in the current folder; "none": no file.
+    std::string output;
+
+    // Where the settings came from: the input file (empty: the built-in
+    // case) and the line of each key it gave.
+    std::string source;
+    std::map<std::string, int> line;
 };
 
 class SettingsError : public std::runtime_error {
@@ -46,9 +55,25 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Reads the file; throws SettingsError ("file:line: key 'k': problem").
+// Reads the file; throws SettingsError ("file:line: key 'k': problem"),
+// also for a directory or an unreadable file.
 Settings ReadSettings(const std::string& path);
 // The same from text already in memory; `name` stands for the file.
 Settings ParseSettings(const std::string& text, const std::string& name);
+
+// The case's name: the input file's name without folder and extension,
+// "channel" for the built-in case.
+std::string CaseName(const Settings& settings);
+// The result file: `output`, or the case name with ".vtu"; empty for none.
+std::string OutputPath(const Settings& settings);
+
+// What can be checked before the first iteration, each refused with
+// SettingsError naming the file, the line and the key (or the built-in
+// case): a mesh beyond 32-bit indices or beyond this machine's memory,
+// cells too small, too flat or too large to compute with, a Reynolds
+// number that overflows, and an output file that is the input file, a
+// directory, or cannot be written (checked by opening it for appending; a
+// file that did not exist is removed again).
+void CheckBeforeRun(const Settings& settings);
 
 }  // namespace channel

@@ -1,6 +1,9 @@
 // rvzgpu-solve: solve one sparse linear system with the library's Krylov
 // solvers and check the answer independently on the host.
+#include <algorithm>
 #include <chrono>
+#include <new>
+#include <stdexcept>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +14,7 @@
 #include "CRVZGPUtool.h"
 #include "matrix_market.h"
 #include "model_problems.h"
+#include "solve_checks.h"
 
 namespace {
 
@@ -35,21 +39,27 @@ const char* kUsage =
     "  --storage csr|ell   matrix storage on the device (default: ell)\n"
     "  --precond none|jacobi\n"
     "                      preconditioner (default: jacobi)\n"
-    "  --tol X             relative tolerance (default: 1e-8)\n"
-    "  --maxiter N         iteration limit (default: 10000)\n"
+    "  --tol X             relative tolerance, 0 < X < 1 (default: 1e-8)\n"
+    "  --maxiter N         iteration limit, at least 1 (default: 10000)\n"
     "  --problem poisson|convection\n"
     "                      generated problem: 7-point Poisson (symmetric) or\n"
     "                      upwind convection-diffusion with velocity (4,1,0.5)\n"
     "                      (non-symmetric); default poisson\n"
     "  --grid N            grid points per direction of the generated problem\n"
-    "                      (default: 32, that is 32768 rows)\n"
+    "                      (default: 32, that is 32768 rows; at most 674, the\n"
+    "                      solvers index rows and entries with 32-bit integers)\n"
     "  --rhs exact|ones    b = A * (1,...,1), so that the error can be shown,\n"
     "                      or b = (1,...,1) (default: exact)\n"
     "  --device K          device ordinal (default: 0)\n"
     "  --help              this text\n"
     "\n"
-    "Exit status: 0 solved (converged or not), 1 bad input or options,\n"
-    "2 the library reported a failure.\n";
+    "Sizes are checked against 32-bit indices and the machine's memory before\n"
+    "anything large is allocated. The solution counts as converged when all\n"
+    "its entries are finite and the solver's residual fell below tol times its\n"
+    "reference residual (or the true residual below tol ||b||).\n"
+    "\n"
+    "Exit status: 0 converged, 1 bad input, options or sizes, 2 the library\n"
+    "reported a failure, 3 not converged or a non-finite solution.\n";
 
 struct Options {
     std::string method;
@@ -70,25 +80,8 @@ struct Options {
     std::exit(1);
 }
 
-double ParseDouble(const std::string& option, const char* text)
-{
-    char* end = nullptr;
-    const double v = std::strtod(text, &end);
-    if (end == text || *end != '\0' || !std::isfinite(v)) Usage(option + " needs a number, not '" + text + "'");
-    return v;
-}
-
-int ParseInt(const std::string& option, const char* text, int lo)
-{
-    char* end = nullptr;
-    const long v = std::strtol(text, &end, 10);
-    if (end == text || *end != '\0' || v < lo || v > 2000000000L)
-        Usage(option + " needs an integer >= " + std::to_string(lo) + ", not '" + text + "'");
-    return static_cast<int>(v);
-}
-
 Options Parse(int argc, char** argv)
-{
+try {
     Options o;
     auto choose = [](const std::string& option, const char* value, std::initializer_list<const char*> allowed) {
         for (const char* a : allowed)
@@ -111,17 +104,31 @@ Options Parse(int argc, char** argv)
         if (a == "--method") o.method = choose(a, v, {"cg", "bicgstab", "bicgstab-caller"});
         else if (a == "--storage") o.storage = choose(a, v, {"csr", "ell"});
         else if (a == "--precond") o.precond = choose(a, v, {"none", "jacobi"});
-        else if (a == "--tol") o.tol = ParseDouble(a, v);
-        else if (a == "--maxiter") o.maxIter = ParseInt(a, v, 0);
+        else if (a == "--tol") o.tol = rvzmodel::ParseTolerance(a, v);
+        else if (a == "--maxiter") o.maxIter = rvzmodel::ParseInteger(a, v, 1);
         else if (a == "--problem") o.problem = choose(a, v, {"poisson", "convection"});
-        else if (a == "--grid") o.grid = ParseInt(a, v, 2);
+        else if (a == "--grid") o.grid = rvzmodel::ParseInteger(a, v, 2);
         else if (a == "--rhs") o.rhs = choose(a, v, {"exact", "ones"});
-        else if (a == "--device") o.device = ParseInt(a, v, 0);
+        else if (a == "--device") o.device = rvzmodel::ParseInteger(a, v, 0);
         else Usage("unknown option " + a);
     }
     if (o.method == "bicgstab-caller" && (o.storage != "ell" || o.precond != "jacobi"))
         Usage("bicgstab-caller needs --storage ell and --precond jacobi");
+    if (o.file.empty()) rvzmodel::CheckGrid(o.grid);
     return o;
+} catch (const rvzmodel::InputError& e) {
+    Usage(e.what());
+}
+
+// The memory of the solve against the machine's, before the device copies.
+void CheckSolveSize(const Options& o, const rvzmodel::CsrMatrix& m)
+{
+    int ncol = 0;
+    for (int i = 0; i < m.n; ++i) ncol = std::max(ncol, m.ia[i + 1] - m.ia[i]);
+    const bool ell = o.storage == "ell";
+    if (ell) rvzmodel::CheckEllSize(m.n, ncol);
+    rvzmodel::RequireMemory(rvzmodel::SolveBytes(m.n, m.nna(), ncol, ell),
+                            "solving " + std::to_string(m.n) + " rows in " + o.storage + " storage");
 }
 
 // Device copies of one system, freed on exit.
@@ -219,9 +226,8 @@ Outcome Run(CRVZGPUtool& tool, const Options& o, const rvzmodel::CsrMatrix& m, c
 }  // namespace
 
 int main(int argc, char** argv)
-{
-    const Options o0 = Parse(argc, argv);
-    Options o = o0;
+try {
+    Options o = Parse(argc, argv);
     rvzmodel::CsrMatrix m;
     bool symmetric = true;
     try {
@@ -237,16 +243,20 @@ int main(int argc, char** argv)
         } else {
             const int g = o.grid;
             symmetric = o.problem == "poisson";
+            rvzmodel::RequireMemory(rvzmodel::SolveBytes(rvzmodel::GridRows(g), rvzmodel::GridEntries(g), 7,
+                                                         o.storage == "ell") +
+                                        12.0 * static_cast<double>(rvzmodel::GridEntries(g)),
+                                    "--grid " + std::to_string(g));
             m = symmetric ? rvzmodel::Poisson3D(g, g, g) : rvzmodel::ConvectionDiffusion3D(g, g, g, 4.0, 1.0, 0.5);
             std::printf("generated %s problem on a %d^3 grid: %d rows, %d entries\n", o.problem.c_str(), g, m.n,
                         m.nna());
         }
-    } catch (const rvzmodel::MatrixMarketError& e) {
+        if (m.n < 2)
+            throw rvzmodel::InputError((o.file.empty() ? "" : o.file + ": ") + "the solvers need at least 2 rows");
+        if (o.precond == "jacobi") rvzmodel::CheckJacobiDiagonal(m, o.file.empty() ? "generated matrix" : o.file);
+        CheckSolveSize(o, m);
+    } catch (const std::runtime_error& e) {  // MatrixMarketError, InputError
         std::fprintf(stderr, "rvzgpu-solve: %s\n", e.what());
-        return 1;
-    }
-    if (m.n < 2) {
-        std::fprintf(stderr, "rvzgpu-solve: the solvers need at least 2 rows\n");
         return 1;
     }
     if (o.method.empty()) o.method = symmetric ? "cg" : "bicgstab";
@@ -265,17 +275,29 @@ int main(int argc, char** argv)
     const auto start = std::chrono::steady_clock::now();
     const Outcome r = Run(tool, o, m, b);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    std::fflush(stdout);  // the solver's own lines first
 
     std::vector<double> residual = rvzmodel::Multiply(m, r.x);
     for (size_t i = 0; i < residual.size(); ++i) residual[i] = b[i] - residual[i];
     const double trueResidual = rvzmodel::Norm(residual);
+    const double normB = rvzmodel::Norm(b);
     std::printf("\nstatus %d, iterations %d, %.3f s\n", r.status, r.iter, seconds);
-    std::printf("true residual ||b - A x|| = %.6e (relative to ||b||: %.3e)\n", trueResidual,
-                trueResidual / rvzmodel::Norm(b));
-    if (o.rhs == "exact") {
-        double err = 0.0;
-        for (double v : r.x) err = std::fmax(err, std::fabs(v - 1.0));
-        std::printf("max |x - 1| = %.6e\n", err);
+    std::printf("true residual ||b - A x|| = %.6e (relative to ||b||: %.3e)\n", trueResidual, trueResidual / normB);
+    if (o.rhs == "exact") std::printf("max |x - 1| = %.6e\n", rvzmodel::MaxErrorFromOnes(r.x));
+    std::fflush(stdout);
+    if (r.status != 0) {
+        std::fprintf(stderr, "rvzgpu-solve: the solver returned status %d (%s)\n", r.status,
+                     tool.GetGPUErrorMessage(r.status));
+        return 2;
     }
-    return r.status == 0 ? 0 : 2;
+    const rvzmodel::Verdict verdict = rvzmodel::Judge(r.x, r.resIn, r.resOut, trueResidual, normB, o.tol);
+    if (!verdict.converged) {
+        std::fprintf(stderr, "rvzgpu-solve: %s: %s\n", o.file.empty() ? "generated problem" : o.file.c_str(),
+                     verdict.reason.c_str());
+        return 3;
+    }
+    return 0;
+} catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "rvzgpu-solve: out of memory\n");
+    return 1;
 }

@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,7 @@
 #include "RVZPartition.h"
 #include "matrix_market.h"
 #include "model_problems.h"
+#include "solve_checks.h"
 
 namespace {
 
@@ -35,7 +38,8 @@ const char* kUsage =
     "  --stream                      bicgstab-caller through the stream driver\n"
     "  --storage csr|ell             cg only (default: ell)\n"
     "  --precond none|jacobi         cg only (default: jacobi)\n"
-    "  --tol X  --maxiter N\n"
+    "  --tol X                       0 < X < 1 (default: 1e-8)\n"
+    "  --maxiter N                   at least 1 (default: 10000)\n"
     "  --problem poisson|convection  --grid N  --rhs exact|ones\n"
     "  --split slabs|rows            z-slabs of the generated grid, or equal\n"
     "                                blocks of rows (default: slabs for a\n"
@@ -43,8 +47,15 @@ const char* kUsage =
     "  --serial                      rank 0 also solves the whole system with\n"
     "                                the serial solver and prints its residual\n"
     "\n"
-    "Exit status: 0 solved, 1 bad input or options, 2 the library reported a\n"
-    "failure.\n";
+    "Every process holds the whole matrix while it builds its part: sizes are\n"
+    "checked against 32-bit indices and K times the memory of one copy against\n"
+    "the machine's before anything large is allocated.\n"
+    "\n"
+    "Exit status: 0 converged, 1 bad input, options or sizes, 2 the library\n"
+    "reported a failure, 3 not converged or a non-finite solution.\n"
+    "\n"
+    "Under OpenMPI as root, or with more processes than cores, add\n"
+    "--allow-run-as-root and --oversubscribe to the mpirun line.\n";
 
 struct Options {
     std::string method, storage = "ell", precond = "jacobi", problem = "poisson", rhs = "exact", split, file;
@@ -63,7 +74,7 @@ int g_rank = 0;
 }
 
 Options Parse(int argc, char** argv)
-{
+try {
     Options o;
     for (int k = 1; k < argc; ++k) {
         const std::string a = argv[k];
@@ -77,25 +88,27 @@ Options Parse(int argc, char** argv)
             continue;
         }
         if (a.rfind("--", 0) != 0) {
+            if (!o.file.empty()) Fail(1, "more than one matrix file given");
             o.file = a;
             continue;
         }
         if (k + 1 >= argc) Fail(1, a + " needs a value");
         const std::string v = argv[++k];
-        char* end = nullptr;
         if (a == "--method" && (v == "cg" || v == "bicgstab-caller")) o.method = v;
         else if (a == "--storage" && (v == "csr" || v == "ell")) o.storage = v;
         else if (a == "--precond" && (v == "none" || v == "jacobi")) o.precond = v;
         else if (a == "--problem" && (v == "poisson" || v == "convection")) o.problem = v;
         else if (a == "--rhs" && (v == "exact" || v == "ones")) o.rhs = v;
         else if (a == "--split" && (v == "slabs" || v == "rows")) o.split = v;
-        else if (a == "--tol" && (o.tol = std::strtod(v.c_str(), &end), *end == '\0')) {}
-        else if (a == "--maxiter" && (o.maxIter = static_cast<int>(std::strtol(v.c_str(), &end, 10)), *end == '\0')) {}
-        else if (a == "--grid" && (o.grid = static_cast<int>(std::strtol(v.c_str(), &end, 10)), *end == '\0') &&
-                 o.grid >= 2) {}
+        else if (a == "--tol") o.tol = rvzmodel::ParseTolerance(a, v.c_str());
+        else if (a == "--maxiter") o.maxIter = rvzmodel::ParseInteger(a, v.c_str(), 1);
+        else if (a == "--grid") o.grid = rvzmodel::ParseInteger(a, v.c_str(), 2);
         else Fail(1, "bad option or value: " + a + " " + v);
     }
+    if (o.file.empty()) rvzmodel::CheckGrid(o.grid);
     return o;
+} catch (const rvzmodel::InputError& e) {
+    Fail(1, e.what());
 }
 
 template <class T>
@@ -266,7 +279,7 @@ double TrueResidual(const rvzmodel::CsrMatrix& m, const std::vector<double>& b, 
 }  // namespace
 
 int main(int argc, char** argv)
-{
+try {
     MPI_Init(&argc, &argv);
     MPI_Comm_rank(MPI_COMM_WORLD, &g_rank);
     int nProcs = 1;
@@ -283,16 +296,31 @@ int main(int argc, char** argv)
         } else {
             symmetric = o.problem == "poisson";
             const int g = o.grid;
+            rvzmodel::RequireMemory(nProcs * (rvzmodel::SolveBytes(rvzmodel::GridRows(g), rvzmodel::GridEntries(g), 7,
+                                                                   o.storage == "ell") +
+                                              12.0 * static_cast<double>(rvzmodel::GridEntries(g))),
+                                    "--grid " + std::to_string(g) + " on " + std::to_string(nProcs) + " processes");
             m = symmetric ? rvzmodel::Poisson3D(g, g, g) : rvzmodel::ConvectionDiffusion3D(g, g, g, 4.0, 1.0, 0.5);
         }
-    } catch (const rvzmodel::MatrixMarketError& e) {
+        if (o.method.empty()) o.method = symmetric ? "cg" : "bicgstab-caller";
+        if (o.method != "cg" || o.precond == "jacobi")
+            rvzmodel::CheckJacobiDiagonal(m, o.file.empty() ? "generated matrix" : o.file);
+        // Every process holds the whole matrix and its own part.
+        int ncol = 0;
+        for (int i = 0; i < m.n; ++i) ncol = std::max(ncol, m.ia[i + 1] - m.ia[i]);
+        const bool ell = o.method != "cg" || o.storage == "ell";
+        if (ell) rvzmodel::CheckEllSize(m.n, ncol);
+        rvzmodel::RequireMemory(nProcs * (12.0 * m.nna() + rvzmodel::SolveBytes(m.n, m.nna(), ncol, ell)),
+                                "solving " + std::to_string(m.n) + " rows on " + std::to_string(nProcs) + " processes");
+    } catch (const std::runtime_error& e) {  // MatrixMarketError, InputError
         Fail(1, e.what());
     }
-    if (o.method.empty()) o.method = symmetric ? "cg" : "bicgstab-caller";
     if (o.split.empty()) o.split = o.file.empty() ? "slabs" : "rows";
     if (o.split == "slabs" && (!o.file.empty() || nProcs > o.grid))
         Fail(1, "--split slabs needs a generated grid with at least K planes");
-    if (m.n < 2 * nProcs) Fail(1, "too few rows for this many processes");
+    if (m.n < 2 * nProcs)
+        Fail(1, (o.file.empty() ? "" : o.file + ": ") + std::to_string(m.n) + " rows are too few for " +
+                    std::to_string(nProcs) + " processes (at least 2 a process)");
     if (g_rank == 0) {
         std::printf("%d rows, %d entries on %d processes (%s); method %s, storage %s, preconditioner %s, tol %g\n",
                     m.n, m.nna(), nProcs, o.split.c_str(), o.method.c_str(),
@@ -317,15 +345,23 @@ int main(int argc, char** argv)
     MPI_Reduce(mine.data(), x.data(), m.n, MPI_DOUBLE, MPI_SUM, 0, MPI_COMM_WORLD);
     int failed = r.status != 0, anyFailed = 0;
     MPI_Allreduce(&failed, &anyFailed, 1, MPI_INT, MPI_MAX, MPI_COMM_WORLD);
+    int exitCode = anyFailed ? 2 : 0;
     if (g_rank == 0) {
         const double trueResidual = TrueResidual(m, b, x);
+        const double normB = rvzmodel::Norm(b);
         std::printf("\nstatus %d, iterations %d\n", r.status, r.iter);
         std::printf("true residual ||b - A x|| = %.6e (relative to ||b||: %.3e)\n", trueResidual,
-                    trueResidual / rvzmodel::Norm(b));
-        if (o.rhs == "exact") {
-            double err = 0.0;
-            for (double v : x) err = std::fmax(err, std::fabs(v - 1.0));
-            std::printf("max |x - 1| = %.6e\n", err);
+                    trueResidual / normB);
+        if (o.rhs == "exact") std::printf("max |x - 1| = %.6e\n", rvzmodel::MaxErrorFromOnes(x));
+        const rvzmodel::Verdict verdict = rvzmodel::Judge(x, r.resIn, r.resOut, trueResidual, normB, o.tol);
+        if (anyFailed) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "rvzgpu-solve-mpi: a distributed solver returned a failure status\n");
+        } else if (!verdict.converged) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "rvzgpu-solve-mpi: %s: %s\n", o.file.empty() ? "generated problem" : o.file.c_str(),
+                         verdict.reason.c_str());
+            exitCode = 3;
         }
         if (o.serial) {
             const Outcome s = SolveSerial(tool, o, m, b);
@@ -337,6 +373,11 @@ int main(int argc, char** argv)
         }
         std::fflush(stdout);
     }
+    MPI_Bcast(&exitCode, 1, MPI_INT, 0, MPI_COMM_WORLD);
     MPI_Finalize();
-    return anyFailed ? 2 : 0;
+    return exitCode;
+} catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "rvzgpu-solve-mpi: process %d: out of memory\n", g_rank);
+    MPI_Abort(MPI_COMM_WORLD, 1);
+    return 1;
 }

@@ -1,5 +1,6 @@
 // Structured boxes of hexahedra or tetrahedra, optionally distorted.
 #include <array>
+#include <climits>
 #include <cstdint>
 
 #include "rvzgpu_mesh/Mesh.h"
@@ -80,6 +81,14 @@ MeshInput MakeBox(const BoxOptions& o)
     if (o.nx < 1 || o.ny < 1 || o.nz < 1)
         throw MeshError("box", 0, "a box needs at least one cell along each axis");
     if (!(o.lx > 0.0 && o.ly > 0.0 && o.lz > 0.0)) throw MeshError("box", 0, "a box needs positive side lengths");
+    // Node and cell numbers are ints: refuse a box beyond them before
+    // anything is allocated.
+    const double nodes = (o.nx + 1.0) * (o.ny + 1.0) * (o.nz + 1.0);
+    const double cells = static_cast<double>(o.nx) * o.ny * o.nz * (o.tetrahedra ? 6.0 : 1.0);
+    if (nodes > INT_MAX || 8.0 * cells > INT_MAX)
+        throw MeshError("box", 0,
+                        std::to_string(o.nx) + " x " + std::to_string(o.ny) + " x " + std::to_string(o.nz) +
+                            " cells are more than 32-bit node and cell numbers hold");
     MeshInput in;
     in.source = "box";
     Random random(o.seed);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -55,12 +56,12 @@ public:
             Fail(std::string("malformed line: expected an integer (") + what + "), found '" + token + "'");
         return v;
     }
+    // A number; an overflow gives an infinity, which the caller refuses.
     double Real(const std::string& token, const char* what) const
     {
         char* end = nullptr;
-        errno = 0;
         const double v = std::strtod(token.c_str(), &end);
-        if (end == token.c_str() || *end != '\0' || errno == ERANGE)
+        if (end == token.c_str() || *end != '\0')
             Fail(std::string("malformed line: expected a number (") + what + "), found '" + token + "'");
         return v;
     }
@@ -101,6 +102,8 @@ struct Reader {
     std::map<int, std::vector<int>> surfacePhysicalTags; // surface entity -> physical tags
     std::unordered_map<long long, int> nodeIndex;        // node tag -> index
     bool sawNodes = false, sawElements = false;
+    bool physicalVolume = false;  // a physical group of dimension 3 is named or used
+    int elementsLine = 0;
 
     explicit Reader(const std::string& path) : lines(path) { mesh.source = path; }
 
@@ -141,6 +144,7 @@ struct Reader {
             if (name.size() < 2 || name.front() != '"' || name.back() != '"')
                 lines.Fail("malformed physical name: expected a quoted name");
             if (dim == 2) surfaceGroupNames[static_cast<int>(tag)] = name.substr(1, name.size() - 2);
+            if (dim == 3) physicalVolume = true;
         }
         ExpectEnd("$PhysicalNames");
     }
@@ -169,6 +173,7 @@ struct Reader {
                 const size_t at = dim == 0 ? 4 : 7;  // after the coordinates or the bounding box
                 const std::vector<int> physical = PhysicalTagsAt(t, at);
                 if (dim == 2) surfacePhysicalTags[tag] = physical;
+                if (dim == 3 && !physical.empty()) physicalVolume = true;
             }
         ExpectEnd("$Entities");
     }
@@ -190,9 +195,17 @@ struct Reader {
                 lines.Expect(t, parametric ? 4 : 3, "node coordinates");
                 if (!nodeIndex.emplace(tags[i], static_cast<int>(mesh.x.size())).second)
                     lines.Fail("node " + std::to_string(tags[i]) + " is defined twice");
-                mesh.x.push_back(lines.Real(t[0], "x"));
-                mesh.y.push_back(lines.Real(t[1], "y"));
-                mesh.z.push_back(lines.Real(t[2], "z"));
+                const char* axis[3] = {"x", "y", "z"};
+                double xyz[3];
+                for (int k = 0; k < 3; ++k) {
+                    xyz[k] = lines.Real(t[k], axis[k]);
+                    if (!std::isfinite(xyz[k]))
+                        lines.Fail("node " + std::to_string(tags[i]) + ": the " + axis[k] + " coordinate '" + t[k] +
+                                   "' is not a finite number");
+                }
+                mesh.x.push_back(xyz[0]);
+                mesh.y.push_back(xyz[1]);
+                mesh.z.push_back(xyz[2]);
             }
         }
         ExpectEnd("$Nodes");
@@ -221,6 +234,7 @@ struct Reader {
     void Elements()
     {
         if (!sawNodes) lines.Fail("$Elements comes before $Nodes");
+        elementsLine = lines.line();
         auto t = lines.Require("$Elements");
         lines.Expect(t, 4, "the element counts");
         const long long blocks = lines.Int(t[0], "number of blocks");
@@ -297,6 +311,13 @@ struct Reader {
         }
         if (!sawFormat) lines.Fail("not a Gmsh mesh: the file is empty");
         if (!sawElements) lines.Fail("the file has no $Elements section");
+        if (mesh.nCells() == 0)
+            throw MeshError(lines.path(), elementsLine,
+                            physicalVolume
+                                ? "the file has no volume elements (tetrahedra, hexahedra, prisms or pyramids)"
+                                : "the file has no volume elements and no physical volume: where a .geo file "
+                                  "defines physical groups, Gmsh saves only their elements, so the volumes need "
+                                  "one too (for example Physical Volume(\"melt\") = {1};)");
         return mesh;
     }
 };

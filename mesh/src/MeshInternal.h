@@ -35,5 +35,24 @@ void BuildInOutlet(Mesh& mesh);
 // The number of columns a list's slot map uses.
 int LargestColumnUse(const BoundaryList& list);
 
+// VTK's number for a cell shape, and which of the cell's nodes (in Gmsh
+// order) is VTK's k-th: VTK's wedge wants its first triangle turned away
+// from the second.
+inline int VtkCellType(CellShape s)
+{
+    switch (s) {
+    case CellShape::Tetrahedron: return 10;
+    case CellShape::Hexahedron: return 12;
+    case CellShape::Prism: return 13;
+    case CellShape::Pyramid: return 14;
+    }
+    return 0;
+}
+inline int VtkNodeOrder(CellShape s, int k)
+{
+    static const int prism[6] = {0, 2, 1, 3, 5, 4};
+    return s == CellShape::Prism ? prism[k] : k;
+}
+
 }  // namespace detail
 }  // namespace rvzmesh

@@ -4,27 +4,10 @@
 #include <cstring>
 #include <memory>
 
+#include "MeshInternal.h"
 #include "rvzgpu_mesh/Mesh.h"
 
 namespace rvzmesh {
-
-namespace {
-
-int VtkType(CellShape s)
-{
-    switch (s) {
-    case CellShape::Tetrahedron: return 10;
-    case CellShape::Hexahedron: return 12;
-    case CellShape::Prism: return 13;
-    case CellShape::Pyramid: return 14;
-    }
-    return 0;
-}
-
-// VTK's wedge wants its first triangle turned away from the second.
-const int kPrismOrder[6] = {0, 2, 1, 3, 5, 4};
-
-}  // namespace
 
 void WriteVtk(const std::string& path, const Mesh& m, const std::vector<CellField>& fields)
 {
@@ -41,15 +24,16 @@ void WriteVtk(const std::string& path, const Mesh& m, const std::vector<CellFiel
         const int count = m.cellStart[c + 1] - m.cellStart[c];
         std::fprintf(out, "%d", count);
         for (int k = 0; k < count; ++k) {
-            const int at = m.shape[c] == CellShape::Prism ? kPrismOrder[k] : k;
-            std::fprintf(out, " %d", m.cellNodes[m.cellStart[c] + at]);
+            std::fprintf(out, " %d", m.cellNodes[m.cellStart[c] + detail::VtkNodeOrder(m.shape[c], k)]);
         }
         std::fprintf(out, "\n");
     }
     std::fprintf(out, "CELL_TYPES %d\n", nCells);
-    for (int c = 0; c < nCells; ++c) std::fprintf(out, "%d\n", VtkType(m.shape[c]));
+    for (int c = 0; c < nCells; ++c) std::fprintf(out, "%d\n", detail::VtkCellType(m.shape[c]));
     if (!fields.empty()) std::fprintf(out, "CELL_DATA %d\n", nCells);
     for (const CellField& f : fields) {
+        if (f.values == nullptr || f.values->size() < static_cast<size_t>(nCells))
+            throw MeshError(path, 0, "cell field '" + f.name + "' has fewer values than the mesh has cells");
         std::fprintf(out, "SCALARS %s double 1\nLOOKUP_TABLE default\n", f.name.c_str());
         for (int c = 0; c < nCells; ++c) std::fprintf(out, "%.17g\n", (*f.values)[c]);
     }

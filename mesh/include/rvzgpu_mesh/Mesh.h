@@ -1,6 +1,7 @@
 // The host-side mesh toolkit: turns an unstructured mesh (a Gmsh MSH 4.1
 // ASCII file or a generated box) into every array the assembly operations
-// of CRVZGPUtool read, partitions it, uploads it, and writes VTK files.
+// of CRVZGPUtool read, partitions it, uploads it, and writes VTK files
+// (legacy ASCII, and XML unstructured grids with time-series collections).
 //
 // Layout of one (local) mesh:
 // - cells 0 .. nCells-1 (the matrix rows); in a partition the neighbour
@@ -24,8 +25,10 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 class CRVZGPUtool;
@@ -150,7 +153,10 @@ Mesh BuildMesh(const MeshInput& input, const BuildOptions& options = {});
 // pyramids; boundary faces (triangles, quadrangles) from 2-D physical groups
 // named "inlet", "outlet", "wall" or "symmetry". Points and lines are
 // ignored. Throws MeshError ("file:line: ...") for a missing file, a
-// malformed line, an unsupported element type or an unknown group name.
+// malformed line, a coordinate that is not a finite number (naming the
+// node), an unsupported element type, an unknown group name, or a file
+// without volume elements (saying that a physical volume is needed when
+// none is defined: Gmsh saves only the elements of physical groups).
 MeshInput ReadGmsh(const std::string& path);
 inline Mesh LoadGmsh(const std::string& path, const BuildOptions& options = {})
 {
@@ -158,6 +164,8 @@ inline Mesh LoadGmsh(const std::string& path, const BuildOptions& options = {})
 }
 
 // A box [x0, x0+lx] x ... of nx*ny*nz hexahedra (or 6 tetrahedra each).
+// Throws MeshError for a count below 1, a side not positive, or a box
+// whose node or cell numbers would overflow an int.
 struct BoxOptions {
     int nx = 4, ny = 4, nz = 4;
     double x0 = 0.0, y0 = 0.0, z0 = 0.0;
@@ -238,12 +246,53 @@ int UploadMesh(CRVZGPUtool& tool, const Mesh& mesh, DeviceMesh& device);
 void FreeDeviceMesh(CRVZGPUtool& tool, DeviceMesh& device);
 
 // A VTK legacy unstructured grid (ASCII) of the mesh's cells 0 .. nCells-1
-// with cell fields (each at least nCells values). Throws MeshError when the
-// file cannot be written.
+// with cell fields (each at least nCells values). Throws MeshError for a
+// shorter field or when the file cannot be written.
 struct CellField {
     std::string name;
     const std::vector<double>* values;
 };
 void WriteVtk(const std::string& path, const Mesh& mesh, const std::vector<CellField>& fields);
+
+// A 3-vector cell field from its three components (each at least nCells
+// values), written as one field with three components, as ParaView's
+// glyphs and stream lines need.
+struct CellVectorField {
+    std::string name;
+    const std::vector<double>* x;
+    const std::vector<double>* y;
+    const std::vector<double>* z;
+};
+struct VtuContent {
+    std::string name;                     // field data "CaseName" (none when empty)
+    double time = std::nan("");           // field data "TimeValue" (none when not finite)
+    std::vector<CellField> scalars;       // the first is the active scalar
+    std::vector<CellVectorField> vectors; // the first is the active vector
+};
+// A VTK XML unstructured grid (.vtu) of cells 0 .. nCells-1 with cell
+// fields: binary appended data, raw encoding, each array preceded by its
+// byte count as UInt64, in this machine's byte order; points Float64,
+// connectivity and offsets Int64, types UInt8. Throws MeshError for a field
+// without a name, two fields of one name, a field shorter than the cell
+// count, or a file that cannot be written.
+void WriteVtu(const std::string& path, const Mesh& mesh, const VtuContent& content);
+
+// A time series of .vtu files as a ParaView collection (.pvd). Each Add
+// rewrites the whole collection (through a temporary file renamed over it),
+// so a run that stops early leaves a readable series. Files are listed
+// relative to the collection's folder. Throws MeshError for a time that is
+// not finite or does not follow the previous one, or a file that cannot be
+// written.
+class PvdSeries {
+public:
+    PvdSeries(std::string path, std::string name);
+    void Add(double time, const std::string& vtuPath);
+    const std::string& path() const { return path_; }
+
+private:
+    void Write() const;
+    std::string path_, name_;
+    std::vector<std::pair<double, std::string>> steps_;
+};
 
 }  // namespace rvzmesh
