@@ -842,8 +842,10 @@ public:
     // the level table of GetSizeOfBlock(nFaces) (nLevels, count, offset,
     // total, size) and norkkNextLevel_D, a buffer of `total` ints that is
     // cleared first; the count reaches norkk by a blocking copy, so the call
-    // waits for its kernels. The table must belong to nFaces and nFaces must
-    // be at least 1 (not validated; with no table norkk is not written).
+    // waits for its kernels. The table must belong to nFaces (not
+    // validated). With nFaces < 1 (an empty partition interface) the face
+    // kernel and the count are skipped, norkk = 0 and the buffer and table
+    // are not read; the collect and update still run over their rows.
     // Messages: "Calc_InnerFluxSC_Flow failed" (face kernel),
     // "Calc_InnerFluxSC_Flow_SourceTerm failed" (collect),
     // "Calc_InnerFluxSC_Flow_UpdateSourceTerm failed" (update of rows

@@ -121,6 +121,15 @@ TEST(CalcSCInner, HarmonicConductivityAndUpwindConvection)
     EXPECT_DOUBLE_EQ(aE[0], -D0);
     EXPECT_DOUBLE_EQ(aE[1], -D1);
     EXPECT_EQ(e.aW->Download(), (std::vector<double>{99.0, 99.0}));
+
+    // An empty partition interface: no table, no count, nothing changes.
+    Energy none{BoxMesh(1, 1, 1)};
+    none.Su->Upload({3.0});
+    ASSERT_EQ(none.levels.nLevels, 0);
+    norkk = -1;
+    ASSERT_EQ(none.Inner(Form::Par, 2.0, 0.5, norkk, {0}), 0);
+    EXPECT_EQ(norkk, 0);
+    EXPECT_EQ(none.Su->Download()[0], 3.0);
 }
 
 // Two cells whose centroids are offset by d = (3, 4, 0) across a face

@@ -82,8 +82,13 @@ int Calc_InnerFluxSC_Flow(int BlockSize, InnerFluxForm form, const InnerFluxSCAr
 {
     if (BlockSize != kBlockSize) return 0;
     const int dev = SelectedDevice;
-    if (table.total > 0) cudaMemset(a.countBuffer, 0, static_cast<size_t>(table.total) * sizeof(int));
-    LaunchInteriorFaces(a, form, dev);
+    // No faces (an empty partition interface): nothing is dropped, and there
+    // is no level table to count with.
+    const bool counting = a.nFaces > 0;
+    if (counting) {
+        cudaMemset(a.countBuffer, 0, static_cast<size_t>(table.total) * sizeof(int));
+        LaunchInteriorFaces(a, form, dev);
+    }
     CollectConservativePair<Sign::Plus>(a.nFaces, a.new_nnu, a.MapFace2CellPxD, a.MapFace2CellPyD,
                                         a.MapFace2CellExD, a.MapFace2CellEyD, a.tempD, a.AELLDtemp, a.faceGrid,
                                         "Calc_InnerFluxSC_Flow_SourceTerm failed", dev);
@@ -93,8 +98,12 @@ int Calc_InnerFluxSC_Flow(int BlockSize, InnerFluxForm form, const InnerFluxSCAr
                             "Calc_InnerFluxSC_Flow_UpdateSourceTerm failed", dev)
             : UpdateListedRows(a.nRows, a.new_nnu, a.NColumnPerRow, a.AELLDtemp, a.rowList, a.SourceD, a.cellGrid,
                                "Calc_InnerFluxSC_Flow_UpdateSourceTerm_Opt failed", dev);
-    CollectLevels<Kernel_Calc_norkk_CollectData>(table, a.countBuffer);
-    CopyReductionResult(table, a.countBuffer, norkk);
+    if (counting) {
+        CollectLevels<Kernel_Calc_norkk_CollectData>(table, a.countBuffer);
+        CopyReductionResult(table, a.countBuffer, norkk);
+    } else {
+        norkk = 0;
+    }
     return status;
 }
 
