@@ -1,16 +1,23 @@
 // The example's temperature equation against the thermally developing flow
 // between isothermal parallel plates, whose developed Nusselt number is
-// 7.541 (Shah and London, Laminar Flow Forced Convection in Ducts, 1978).
+// 7.541 (Shah and London, Laminar Flow Forced Convection in Ducts, 1978);
+// the thermal keys of the case file; the non-isothermal duct.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <string>
 #include <vector>
 
+#include <omp.h>
+
 #include "CRVZGPUtool.h"
+#include "channel_solver.h"
 #include "device_buffer.h"
 #include "energy_step.h"
 #include "rvzgpu_mesh/Mesh.h"
+#include "settings.h"
 
 namespace {
 
@@ -100,6 +107,75 @@ TEST(EnergyStep, DevelopedNusseltNumberBetweenIsothermalPlates)
     const rvzmesh::BoundaryList& out = m.list(BoundaryKind::Outlet);
     for (int k = 0; k < out.size(); ++k) carried -= p.RowVelocity(m.yc[out.cell[k]]) * out.sx[k] * T[out.cell[k]];
     EXPECT_NEAR(walls, carried, 1e-8 * std::fabs(carried));
+}
+
+std::string Refusal(const std::string& text)
+{
+    try {
+        channel::ParseSettings(text, "case.inp");
+    } catch (const channel::SettingsError& e) {
+        return e.what();
+    }
+    return "accepted";
+}
+
+TEST(ThermalSettings, RefusesBadThermalInputNamingLineAndKey)
+{
+    EXPECT_EQ(Refusal("conductivity = 0\n"), "case.inp:1: key 'conductivity': must be positive");
+    EXPECT_EQ(Refusal("nx = 4\nspecific_heat = -2\n"), "case.inp:2: key 'specific_heat': must be positive");
+    EXPECT_EQ(Refusal("heat_transfer = -1e-3\n"), "case.inp:1: key 'heat_transfer': must not be negative");
+    EXPECT_EQ(Refusal("heat_transfer = 0\n"), "accepted");
+    EXPECT_EQ(Refusal("thermal = warm\n"), "case.inp:1: key 'thermal': must be isothermal or non-isothermal");
+    EXPECT_EQ(Refusal("viscous_heating = 2\n"), "case.inp:1: key 'viscous_heating': must be 0 or 1");
+    EXPECT_EQ(Refusal("cross_n = 1\n"), "case.inp:1: key 'cross_n': must lie in [0, 1)");
+    // A mould hotter than the melt: named at the later of the two keys.
+    EXPECT_EQ(Refusal("mould_temperature = 240\n"),
+              "case.inp:1: key 'mould_temperature': the mould temperature lies above the melt temperature");
+    EXPECT_EQ(Refusal("mould_temperature = 60\n\nmelt_temperature = 55\n"),
+              "case.inp:3: key 'melt_temperature': the mould temperature lies above the melt temperature");
+    EXPECT_EQ(Refusal("melt_temperature = 200\nmould_temperature = 200\n"), "accepted");
+}
+
+channel::Result Duct(const std::string& thermal, int threads)
+{
+    channel::Settings s;
+    s.nx = 12, s.ny = 7, s.nz = 7;
+    s.thermal = thermal;
+    s.conductivity = 0.05;
+    s.output = "none";
+    const int saved = omp_get_max_threads();
+    omp_set_num_threads(threads);
+    channel::Result r = channel::RunChannel(Tool(), s, nullptr);
+    omp_set_num_threads(saved);
+    return r;
+}
+
+bool SameBits(const std::vector<double>& a, const std::vector<double>& b)
+{
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+// Melt at 230 C in a mould at 50 C: the cooled, more viscous melt near the
+// walls needs a larger pressure drop than the isothermal melt (whose
+// viscosity is the Cross-WLF value at 230 C, about 1), and the whole run
+// is the same bit for bit on one and two threads.
+TEST(NonIsothermalDuct, ColdMouldRaisesThePressureDropAndRunsAreReproducible)
+{
+    const channel::Result iso = Duct("isothermal", 1), cold = Duct("non-isothermal", 1);
+    ASSERT_EQ(cold.outcome, channel::Outcome::Converged) << cold.message;
+    ASSERT_EQ(iso.outcome, channel::Outcome::Converged) << iso.message;
+    std::printf("pressure gradient: isothermal %.4f, cold mould %.4f\n", iso.pressureGradient, cold.pressureGradient);
+    EXPECT_GT(cold.pressureGradient, 1.5 * iso.pressureGradient);
+    ASSERT_EQ(cold.T.size(), cold.u.size());
+    for (double T : cold.T) {
+        EXPECT_GT(T, 50.0);
+        EXPECT_LT(T, 230.0 + 5.0);  // viscous heating may lift the core a little
+    }
+    const channel::Result two = Duct("non-isothermal", 2);
+    EXPECT_EQ(two.iterations, cold.iterations);
+    EXPECT_TRUE(SameBits(two.u, cold.u));
+    EXPECT_TRUE(SameBits(two.p, cold.p));
+    EXPECT_TRUE(SameBits(two.T, cold.T));
 }
 
 }  // namespace

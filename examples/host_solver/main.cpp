@@ -63,6 +63,10 @@ int main(int argc, char** argv)
         std::printf("note: at Re = %.3g the entrance length (about %.3g) reaches the measuring section "
                     "(from %.3g); the flow there is not fully developed\n",
                     Re, (0.6 + 0.06 * Re) * Dh, 0.4 * settings.length);
+    if (settings.thermal == "non-isothermal")
+        std::printf("temperature: largest change in the last iteration %.3e; the analytic values above are those "
+                    "of an isothermal melt of viscosity %g\n",
+                    r.temperatureChange, settings.viscosity);
     if (settings.output != "none") std::printf("wrote %s\n", settings.output.c_str());
     return r.outcome == channel::Outcome::Converged ? 0 : 2;
 }
