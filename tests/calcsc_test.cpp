@@ -715,8 +715,8 @@ private:
 // A semi-infinite slab at 1 whose wall drops to 0 at t = 0 (alpha = 1):
 // T = erf(x / (2 sqrt(t))). Integrated from t = 0.01 (started from the
 // exact field, which avoids the singular start) to t = 0.03 with 10, 20
-// and 40 steps on 200 cells of 0.0075; the observed order comes from the differences of
-// successive runs, which cancels the (fixed) spatial error.
+// and 40 steps on 200 cells of 0.0075; the observed order comes from the
+// differences of successive runs, which cancel the (fixed) spatial error.
 std::vector<double> SlabRun(double B, int steps, std::vector<double>* exactEnd)
 {
     const int N = 200;
