@@ -809,6 +809,226 @@ public:
     // @FLOW-END
 
     // ---------------------------------------------------------------------
+    // Energy equation
+    // ---------------------------------------------------------------------
+    // @ENERGY-BEGIN
+    // The temperature equation rho cp DT/dt = div(k grad T) + sources,
+    // assembled into the ELL matrix (off-diagonal entries <= 0, the diagonal
+    // formed by CalcSC_FinalCoeffRHS_Sfi) and a right-hand side. fiD / TD,
+    // dp_d{x,y,z}D (the temperature gradient) and mkD (conductivity) are
+    // extended arrays: the boundary operations below fill their slots, and
+    // the interior faces read them at E. Boundary lists: entry i has its
+    // cell (ij..CVD) and boundary slot (ij..D); FCRIMatchD[i] = 1 marks a
+    // wall face not yet wetted (adiabatic), 0 a wetted one; HotRunnerCellD
+    // (per cell) = 1 marks a hot-runner cell. Accumulating operations collect
+    // into AELLDtemp at the list's (or the faces') slot maps and sum rows in
+    // column order; positions the maps do not write must hold 0 (the
+    // scratch is not cleared here). Indices, maps, row lists and lengths
+    // are not validated; every operation runs whatever it is given.
+
+    // ---- Energy: interior faces ----
+    //
+    // Face f (P = ijPD, E = ijED, E-side weight le = leD[f]; S the area
+    // vector, d = centroid(E) - centroid(P)): face gradient g = le grad T(E)
+    // + (1-le) grad T(P); harmonic conductivity k_f = 1/((1-le)/k_E +
+    // le/k_P); D = k_f|S|/(|d| + 1e-30); implicit part R = D (T_E - T_P);
+    // cross part C = k_f g.S - D g.d; q = C/(R + 1e-30). The correction is
+    // dropped (counted, and C replaced by 0) where R != 0 and |q| >= 5, or
+    // |q| >= 1 while VolFD of P or E is below FCRI. aED = min(m,0) mCp - D,
+    // aWD = -max(m,0) mCp - D (m = mfeD[f]); tempD = C goes to the owner's
+    // SourceD and -C to the neighbour's through AELLDtemp (summed into
+    // SourceD, added to). aED/aWD are placed into AELLD by Calc_MapaEaWToAi.
+    // The count of dropped corrections is a reduction over the faces with
+    // the level table of GetSizeOfBlock(nFaces) (nLevels, count, offset,
+    // total, size) and norkkNextLevel_D, a buffer of `total` ints that is
+    // cleared first; the count reaches norkk by a blocking copy, so the call
+    // waits for its kernels. The table must belong to nFaces (not
+    // validated). With nFaces < 1 (an empty partition interface) the face
+    // kernel and the count are skipped, norkk = 0 and the buffer and table
+    // are not read; the collect and update still run over their rows.
+    // Messages: "Calc_InnerFluxSC_Flow failed" (face kernel),
+    // "Calc_InnerFluxSC_Flow_SourceTerm failed" (collect),
+    // "Calc_InnerFluxSC_Flow_UpdateSourceTerm failed" (update of rows
+    // 0 .. nRows-1). The collecting passes and the copy are not checked;
+    // returns the update's status.
+    int Calc_InnerFluxSC_Flow(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double mCp, double FCRI,
+                              int* ijPD, int* ijED, double* leD, double* fiD, double* dp_dxD, double* dp_dyD,
+                              double* dp_dzD, double* xcD, double* ycD, double* zcD, double* sxD, double* syD,
+                              double* szD, double* mfeD, double* aED, double* aWD, double* SourceD, double* VolFD,
+                              double* mkD, double* tempD, int& norkk, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                              int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp, int cellBlocks,
+                              int faceBlocks, int nLevels, const int* count, const int* offset, int total,
+                              const int* size, int* norkkNextLevel_D);
+    // As Calc_InnerFluxSC_Flow, but the update sums only the nRows rows
+    // listed in Map2CellPBD (distinct cells); note the grids' order, face
+    // grid first. Update message "Calc_InnerFluxSC_Flow_UpdateSourceTerm_Opt
+    // failed".
+    int Calc_InnerFluxSC_Flow_Opt(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double mCp, double FCRI,
+                                  int* ijPD, int* ijED, double* leD, double* fiD, double* dp_dxD, double* dp_dyD,
+                                  double* dp_dzD, double* xcD, double* ycD, double* zcD, double* sxD, double* syD,
+                                  double* szD, double* mfeD, double* aED, double* aWD, double* SourceD,
+                                  double* VolFD, double* mkD, double* tempD, int& norkk, int* MapFace2CellPxD,
+                                  int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD,
+                                  double* AELLDtemp, int* Map2CellPBD, int faceBlocks, int cellBlocks, int nLevels,
+                                  const int* count, const int* offset, int total, const int* size,
+                                  int* norkkNextLevel_D);
+    // As Calc_InnerFluxSC_Flow_Opt with every weight le = 1: the gradient of
+    // E and the conductivity of P. Face message "Calc_InnerFluxSC_Flow
+    // failed".
+    int Calc_InnerFluxSC_Flow_Opt_ONE(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double mCp,
+                                      double FCRI, int* ijPD, int* ijED, double* fiD, double* dp_dxD,
+                                      double* dp_dyD, double* dp_dzD, double* xcD, double* ycD, double* zcD,
+                                      double* sxD, double* syD, double* szD, double* mfeD, double* aED,
+                                      double* aWD, double* SourceD, double* VolFD, double* mkD, double* tempD,
+                                      int& norkk, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                      int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp,
+                                      int* Map2CellPBD, int faceBlocks, int cellBlocks, int nLevels,
+                                      const int* count, const int* offset, int total, const int* size,
+                                      int* norkkNextLevel_D);
+    // Partition-interface faces (P local, E the neighbour partition's copy):
+    // as Calc_InnerFluxSC_Flow_Opt without aWD (face message
+    // "Calc_InnerFluxSC_Flow_wo_aW failed"); grids cell first. The
+    // neighbour-side scratch positions must lie in rows that Map2CellPBD
+    // does not name, so they are never summed.
+    int Calc_InnerFluxSC_Flow_Par(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double mCp, double FCRI,
+                                  int* ijPD, int* ijED, double* leD, double* fiD, double* dp_dxD, double* dp_dyD,
+                                  double* dp_dzD, double* xcD, double* ycD, double* zcD, double* sxD, double* syD,
+                                  double* szD, double* mfeD, double* aED, double* SourceD, double* VolFD,
+                                  double* mkD, double* tempD, int& norkk, int* MapFace2CellPxD,
+                                  int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD,
+                                  double* AELLDtemp, int* Map2CellPBD, int cellBlocks, int faceBlocks, int nLevels,
+                                  const int* count, const int* offset, int total, const int* size,
+                                  int* norkkNextLevel_D);
+
+    // ---- Energy: boundary values and gradients (one launch each) ----
+
+    // Inlet: the slot takes the cell's gradient and fiD[slot] =
+    // dTransientInletTemperature when IsTranInConv_RIM, else MeltT. Reports
+    // "Calc_InletBoundarySC_Update_ddfi failed".
+    int Calc_InletBoundarySC_Update_ddfi(int nFaces, bool IsTranInConv_RIM, double MeltT,
+                                         double dTransientInletTemperature, int* ijInletCVD, int* ijInletD,
+                                         double* dp_dxD, double* dp_dyD, double* dp_dzD, double* fiD, int blocks);
+    // Outlet (zero gradient): the slot takes the cell's value and gradient.
+    // Reports "Calc_OutletBoundarySC_Update_ddfi failed".
+    int Calc_OutletBoundarySC_Update_ddfi(int nFaces, int* ijOutletCVD, int* ijOutletD, double* dp_dxD,
+                                          double* dp_dyD, double* dp_dzD, double* fiD, int blocks);
+    // Symmetry: TD[slot] = TD[cell]; the gradient is left alone. Reports
+    // "Calc_SymmetryBoundary_UpdateT failed".
+    int Calc_SymmetryBoundary_UpdateT(int nFaces, int* ijSymmCVD, int* ijSymmD, double* TD, int blocks);
+    // Walls: an unwetted face (m = FCRIMatchD = 1) is adiabatic, its slot
+    // takes the cell's value and gradient; a wetted one (m = 0) keeps its
+    // own. Computed as m*cell + (m = 0 ? slot : 0), so m must be 0 or 1.
+    // Reports "Kernel_Calc_WallBoundarySC_ddfi failed".
+    int Calc_WallBoundarySC_ddfi(int nFaces, int* ijWallCVD, int* ijWallD, int* FCRIMatchD, double* dp_dxD,
+                                 double* dp_dyD, double* dp_dzD, double* fiD, int blocks);
+
+    // ---- Energy: wall thermal conditions (one launch each) ----
+    //
+    // A wall face is active when FCRIMatchD = 0 and its cell is not a hot
+    // runner (HotRunnerCellD != 1), a hot-runner face when FCRIMatchD = 0 and
+    // HotRunnerCellD = 1. G = Surf_DistWallD (area over the cell-to-wall
+    // distance), k = mkD at the face's slot, A = |(ijWallSx, Sy, Sz)|,
+    // h = dHeatTransferH_CGS.
+
+    // Mould-temperature wall: TD[slot] = C2FMoldTD on active faces; coefD =
+    // k G on every face. Reports "Kernel_Calc_WallBoundarySC_UpdateT_coef
+    // failed".
+    int Calc_WallBoundarySC_UpdateT_coef(int nFaces, int* ijWallCVD, int* ijWallD, int* FCRIMatchD,
+                                         int* HotRunnerCellD, double* Surf_DistWallD, double* mkD, double* C2FMoldTD,
+                                         double* coefD, double* TD, int blocks);
+    // Wall with a heat-transfer coefficient: the same temperature rule;
+    // coefD = (A h)(k G)/(A h + k G), the transfer conductance in series
+    // with conduction (h = 0 gives 0; h = k G = 0 gives NaN, not guarded).
+    // Reports "Kernel_Calc_WallBoundarySC_UpdateT_coef_ThermoBC3 failed".
+    int Calc_WallBoundarySC_UpdateT_coef_ThermoBC3(int nFaces, int* ijWallCVD, int* ijWallD, double* ijWallSxD,
+                                                   double* ijWallSyD, double* ijWallSzD, int* FCRIMatchD,
+                                                   int* HotRunnerCellD, double dHeatTransferH_CGS,
+                                                   double* Surf_DistWallD, double* mkD, double* C2FMoldTD,
+                                                   double* coefD, double* TD, int blocks);
+    // After a solve, for every face with FCRIMatchD = 0: the wall surface
+    // temperature TD[slot] = (beta T_m + TD[cell])/(beta + 1), beta =
+    // (A h/G)/k, T_m the mould temperature the slot holds on entry. Reports
+    // "Kernel_Calc_UpdateThermoBC3WallTemperature failed".
+    int Calc_UpdateThermoBC3WallTemperature(int nFaces, double dHeatTransferH_CGS, int* ijWallCVD, int* ijWallD,
+                                            int* FCRIMatchD, double* ijWallSxD, double* ijWallSyD,
+                                            double* ijWallSzD, double* Surf_DistWallD, double* mkD, double* TD,
+                                            int blocks);
+    // Hot-runner faces: TD[slot] = TD[cell] and C2FMoldTD = MeltT; other
+    // faces keep both. Reports "Kernel_Calc_UpdateHotRunnerWallTemperature
+    // failed".
+    int Calc_UpdateHotRunnerWallTemperature(int nFaces, double MeltT, int* ijWallCVD, int* ijWallD, int* FCRIMatchD,
+                                            int* HotRunnerCellD, double* TD, double* C2FMoldTD, int blocks);
+
+    // ---- Energy: boundary contributions (collect and update) ----
+
+    // Active wall faces add coefD TD[slot] to RHS (the caller's source
+    // array) at their cells; other faces add 0. Messages
+    // "Calc_WallBoundarySC_SourceTerm failed", "..._SourceTerm_Su failed",
+    // "Calc_WallBoundarySC_SourceTermUpdate_Opt failed".
+    int Calc_WallBoundarySC_SourceTerm(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijWallCVD,
+                                       int* ijWallD, int* FCRIMatchD, double* coefD, int* HotRunnerCellD, double* TD,
+                                       double* RHS, double* tempD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                       double* AELLDtemp, int* Map2CellPD, int faceBlocks, int rowBlocks);
+    // Inlet faces add fiD[ijInletD] (-CBD) to RHS at their cells: with
+    // CalcSC_InOutletAi and the inlet value step, a Dirichlet condition of
+    // conductance -CBD. Messages "Calc_InletBoundarySC_SourceTerm_Su
+    // failed", "Calc_InletBoundarySC_SourceTermUpdate_Opt failed".
+    int Calc_InletBoundarySC_SourceTerm(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijInletD,
+                                        double* CBD, double* fiD, double* RHS, int* MapFace2CellPxD,
+                                        int* MapFace2CellPyD, double* AELLDtemp, int* Map2CellPD, int faceBlocks,
+                                        int rowBlocks);
+    // Inlet/outlet faces add -CBD to the diagonal AELLD[cell]. Messages
+    // "CalcSC_InOutletAi failed", "CalcSC_InOutletAi_Update_Opt failed".
+    int CalcSC_InOutletAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                          int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD, int* Map2CellPD,
+                          int faceBlocks, int rowBlocks);
+    // Active wall faces add coefD to the diagonal AELLD[cell]. Messages
+    // "CalcSC_WallAi failed", "CalcSC_WallAi_Update_Opt failed".
+    int CalcSC_WallAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijWallCVD, int* MapFace2CellPxD,
+                      int* MapFace2CellPyD, int* FCRIMatchD, int* HotRunnerCellD, double* coefD, double* AELLDtemp,
+                      double* AELLD, int* Map2CellPD, int faceBlocks, int rowBlocks);
+
+    // ---- Energy: volumetric sources and time term (one launch each) ----
+
+    // Cells with VolFD >= FCRI, when lVisHeat != 0: SuD += min(visD
+    // SRateD^2, 20 denD mCp) volumeD (the heating rate capped at 20
+    // temperature units per unit time). Reports
+    // "Kernel_Calc_ViscousDisspationVolumetricTerm failed".
+    int Calc_ViscousDisspationVolumetricTerm(int nCells, double FCRI, double lVisHeat, double mCp, double* VolFD,
+                                             double* visD, double* SRateD, double* denD, double* volumeD, double* SuD,
+                                             int blocks);
+    // Cells with VolFD >= FCRI: SuD += dC_dtD mdH volumeD. Reports
+    // "Kernel_Calc_ReactionHeat_Su failed".
+    int Calc_ReactionHeat_Su(int nCells, double FCRI, double mdH, double* VolFD, double* dC_dtD, double* volumeD,
+                             double* SuD, int blocks);
+    // Time term with c = denD volumeD/(dt dtNor) mCp and B = BlendTime (0
+    // implicit Euler, 1 three-level backward): SuD += c((1+B) fi0 - (B/2)
+    // fi00). dt dtNor = 0 is not guarded. Reports
+    // "Calc_UnsteadyTermContributionSC failed".
+    int Calc_UnsteadyTermContributionSC(int nCells, double mCp, double dt, double dtNor, double BlendTime,
+                                        double* denD, double* volumeD, double* fi0D, double* fi00D, double* SuD,
+                                        int blocks);
+    // The same c(1 + B/2) added to the diagonal AELLD[c]. Reports
+    // "Kernel_Calc_2ndImplicitEulerMethodAi_SC failed".
+    int Calc_2ndImplicitEulerMethodAi_SC(int nCells, double mCp, double dt, double dtNor, double BlendTime,
+                                         double* denD, double* volumeD, double* AELLD, int blocks);
+
+    // ---- Energy: bound and final coefficients (one launch each) ----
+
+    // fiD = MeltT_MoldT where fiD < MeltT_MoldT (NaN is kept). Reports
+    // "Kernel_Calc_Updatefi_MoldMelt failed".
+    int Calc_Updatefi_MoldMelt(int nCells, double MeltT_MoldT, double* fiD, int blocks);
+    // Row i < nnu: s = the sum of AELLD's columns 1 .. NColumnPerRow-1 in
+    // order, aP = (AD[i] - s)/relax; a hot-runner cell (HotRunnerCellD = 1)
+    // gets AELLD[i] = 1e30 and SfiD[i] = MeltT 1e30 (held at MeltT), any
+    // other AELLD[i] = aP and SfiD[i] += (1 - relax) aP fiD[i]. AD may be
+    // AELLD itself (its diagonal is read before it is written). Reports
+    // "CalcSC_FinalCoeffRHS_fi failed".
+    int CalcSC_FinalCoeffRHS_Sfi(int nnu, int new_nnu, int NColumnPerRow, double relax, double* fiD, double* AELLD,
+                                 double* AD, double* SfiD, double MeltT, int* HotRunnerCellD, int blocks);
+    // @ENERGY-END
+
+    // ---------------------------------------------------------------------
     // Material properties and field statistics
     // ---------------------------------------------------------------------
     // @MATERIAL-BEGIN

@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
 #include "CRVZGPUtool.h"
+#include "device_buffer.h"
+#include "energy_step.h"
+#include "melt_viscosity.h"
 #include "rvzgpu_mesh/Mesh.h"
 
 namespace channel {
@@ -14,51 +18,6 @@ namespace {
 
 using rvzmesh::BoundaryKind;
 using rvzmesh::Blocks;
-
-// A device array owned by the solver.
-template <class T>
-class Buf {
-public:
-    Buf(CRVZGPUtool& tool, int n) : tool_(tool), n_(n)
-    {
-        if (n > 0 && tool_.AllocateDeviceMemory(n, p_) != 0) throw std::runtime_error("device allocation failed");
-    }
-    Buf(CRVZGPUtool& tool, std::vector<T> values) : Buf(tool, static_cast<int>(values.size()))
-    {
-        Upload(values);
-    }
-    ~Buf()
-    {
-        if (p_ != nullptr) tool_.FreeDeviceMemory(p_);
-    }
-    Buf(const Buf&) = delete;
-    Buf& operator=(const Buf&) = delete;
-    operator T*() const { return p_; }  // NOLINT: handed straight to the facade
-    int size() const { return n_; }
-    void Upload(std::vector<T> values) { Check(tool_.DataCopyHost2Device(static_cast<int>(values.size()), values.data(), p_)); }
-    std::vector<T> Download(int n = -1) const
-    {
-        std::vector<T> v(n < 0 ? n_ : n);
-        Check(tool_.DataCopyDevice2Host(static_cast<int>(v.size()), v.data(), p_));
-        return v;
-    }
-    void Zero() { Check(tool_.ZeroDeviceMemory(n_, p_)); }
-
-private:
-    static void Check(int status)
-    {
-        if (status != 0) throw std::runtime_error("device transfer failed");
-    }
-    CRVZGPUtool& tool_;
-    int n_ = 0;
-    T* p_ = nullptr;
-};
-
-// Status of a facade call: a failure ends the run.
-void Ok(int status, const char* step)
-{
-    if (status != 0) throw std::runtime_error(std::string(step) + " returned " + std::to_string(status));
-}
 
 struct LevelTable {
     int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};
@@ -91,8 +50,14 @@ public:
           wall_(m_.list(BoundaryKind::Wall))
     {
         Ok(rvzmesh::UploadMesh(t_, m_, d_), "UploadMesh");
+        if (s_.thermal == "non-isothermal") StartThermal();
     }
-    ~Channel() { rvzmesh::FreeDeviceMesh(t_, d_); }
+    ~Channel()
+    {
+        energy_.reset();
+        melt_.reset();
+        rvzmesh::FreeDeviceMesh(t_, d_);
+    }
 
     Result Run(std::FILE* log);
 
@@ -110,6 +75,9 @@ private:
     void Solve(double* A, double* rhs, double* phi, double tol);
     void PressureCorrection(double& continuity);
     void Measure(Result& r) const;
+    void StartThermal();
+    void UpdateViscosity();
+    double Temperature();
 
     CRVZGPUtool& t_;
     const Settings& s_;
@@ -144,7 +112,44 @@ private:
     D bufA_{t_, std::max({inTable_.total, outTable_.total, cellTable_.total})};
     D bufB_{t_, bufA_.size()}, bufC_{t_, bufA_.size()};
     double inflow_ = 0.0, outflow_ = 0.0;
+    // Non-isothermal runs only.
+    std::unique_ptr<EnergyStep> energy_;
+    std::unique_ptr<MeltViscosity> melt_;
+    std::unique_ptr<D> massFlux_;
 };
+
+// The temperature field starts at the melt temperature everywhere.
+void Channel::StartThermal()
+{
+    ThermalProperties props;
+    props.density = s_.density;
+    props.specific_heat = s_.specific_heat;
+    props.conductivity = s_.conductivity;
+    ThermalBoundaries bc;
+    bc.melt_temperature = s_.melt_temperature;
+    bc.mould_temperature = s_.mould_temperature;
+    bc.heat_transfer = s_.heat_transfer;
+    bc.viscous_heating = s_.viscous_heating != 0;
+    energy_ = std::make_unique<EnergyStep>(t_, m_, d_, props, bc);
+    melt_ = std::make_unique<MeltViscosity>(t_, m_, d_, s_);
+    massFlux_ = std::make_unique<D>(t_, nf_);
+}
+
+// Cross-WLF viscosity at the current temperature and shear rate, half-way
+// relaxed: the viscosity feeds back on the flow that heats the melt.
+void Channel::UpdateViscosity()
+{
+    double* g[9];
+    for (int i = 0; i < 9; ++i) g[i] = grad_[i];
+    melt_->Update(g, energy_->TemperatureD(), p_, vis_, 0.5);
+}
+
+// The temperature for the corrected face fluxes; returns the largest change.
+double Channel::Temperature()
+{
+    Ok(t_.Calc_mfeD(nf_, s_.density, s_.density, ones_, flux_, *massFlux_, Blocks(nf_)), "Calc_mfeD");
+    return energy_->Solve(*massFlux_, mfeIn_, vis_, melt_->ShearRateD());
+}
 
 // Uniform inlet velocity and its fixed face fluxes; the inlet's momentum
 // coefficient carries diffusion to the face plus the convected inflow.
@@ -396,7 +401,9 @@ Result Channel::Run(std::FILE* log)
         std::fprintf(log, "channel: %d x %d x %d cells, %d faces, inflow %.6g, Re %.4g\n", s_.nx, s_.ny, s_.nz, nf_,
                      inflow_, s_.density * s_.inlet_velocity * 2.0 * s_.width * s_.height /
                                   (s_.width + s_.height) / s_.viscosity);
-    if (log != nullptr) std::fprintf(log, "%6s %14s %14s %14s %14s\n", "iter", "continuity", "du/U", "inflow", "outflow");
+    if (log != nullptr)
+        std::fprintf(log, "%6s %14s %14s %14s %14s%s\n", "iter", "continuity", "du/U", "inflow", "outflow",
+                     energy_ ? "     max |dT|" : "");
     double first = 0.0;
     for (int it = 1; it <= s_.max_iterations; ++it) {
         BoundaryValues();
@@ -405,13 +412,18 @@ Result Channel::Run(std::FILE* log)
             Gradient(*f[c], grad_[c], grad_[3 + c], grad_[6 + c]);  // d/dx, d/dy, d/dz of component c
         }
         Gradient(p_, dp_[0], dp_[1], dp_[2]);
+        if (energy_) UpdateViscosity();
         const double change = Momentum() / s_.inlet_velocity;
         double imbalance = 0.0;
         PressureCorrection(imbalance);
+        if (energy_) r.temperatureChange = Temperature();
         r.iterations = it;
         r.continuity = imbalance / inflow_;
         r.velocityChange = change;
-        if (log != nullptr)
+        if (log != nullptr && energy_)
+            std::fprintf(log, "%6d %14.6e %14.6e %14.8g %14.8g %14.6e\n", it, r.continuity, change, inflow_, outflow_,
+                         r.temperatureChange);
+        else if (log != nullptr)
             std::fprintf(log, "%6d %14.6e %14.6e %14.8g %14.8g\n", it, r.continuity, change, inflow_, outflow_);
         if (it == 1) first = r.continuity;
         if (!std::isfinite(r.continuity) || !std::isfinite(change) || r.continuity > 1e6 * std::max(first, 1.0)) {
@@ -420,7 +432,8 @@ Result Channel::Run(std::FILE* log)
                         ": the continuity residual grew without bound; lower relax_velocity or relax_pressure";
             break;
         }
-        if (r.continuity < s_.tolerance && change < s_.tolerance) {
+        const bool thermalSettled = !energy_ || r.temperatureChange < s_.tolerance * s_.melt_temperature;
+        if (r.continuity < s_.tolerance && change < s_.tolerance && thermalSettled) {
             r.outcome = Outcome::Converged;
             r.message = "converged in " + std::to_string(it) + " iterations";
             break;
@@ -431,6 +444,7 @@ Result Channel::Run(std::FILE* log)
     r.inflow = inflow_;
     r.outflow = outflow_;
     r.u = u_.Download(nc_), r.v = v_.Download(nc_), r.w = w_.Download(nc_), r.p = p_.Download(nc_);
+    if (energy_) r.T = energy_->Temperature();
     if (r.outcome != Outcome::Diverged) Measure(r);
     if (s_.output != "none") r.mesh = std::make_shared<const rvzmesh::Mesh>(m_);
     return r;

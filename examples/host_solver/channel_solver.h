@@ -3,7 +3,9 @@
 // momentum assembly with its boundary terms and relaxation, three momentum
 // solves, the SIMPLEC factor, the pressure-correction equation with the
 // inlet in flow-rate control and the outlet as a vent at zero correction,
-// its solve, and the correction of pressure, velocities and face fluxes.
+// its solve, and the correction of pressure, velocities and face fluxes;
+// in a non-isothermal run then the temperature equation and the Cross-WLF
+// viscosity at the new temperature and shear rate.
 #pragma once
 
 #include <cstdio>
@@ -34,6 +36,10 @@ struct Result {
     double pressureGradient = 0.0;  // -dp/dx along the centre line
     std::vector<double> u, v, w, p;  // cell values
     std::shared_ptr<const rvzmesh::Mesh> mesh;  // the cells of u, v, w, p (when an output file is wanted)
+    // Non-isothermal runs: the temperature (cells) and the largest change of
+    // a cell temperature in the last iteration.
+    std::vector<double> T;
+    double temperatureChange = 0.0;
 };
 
 // Runs the case, printing one convergence line per iteration to `log`

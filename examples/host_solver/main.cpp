@@ -20,7 +20,8 @@ const char* kUsage =
     "with SIMPLEC outer iterations, printing one convergence line per\n"
     "iteration, then compares the developed centre-line velocity and pressure\n"
     "gradient with the analytic series solution and writes a VTK XML file\n"
-    "(.vtu: cell fields velocity and p, named after the case).\n"
+    "(.vtu: cell fields velocity, p and, for non-isothermal runs, T; named\n"
+    "after the case).\n"
     "Without an input file the built-in default case runs; see channel.inp\n"
     "for the keys. Sizes, geometry and the output file are checked before\n"
     "the first iteration. Exit status: 0 converged, 1 bad input, 2 not\n"
@@ -35,6 +36,7 @@ bool WriteResult(const channel::Settings& settings, const channel::Result& r)
     rvzmesh::VtuContent content;
     content.name = channel::CaseName(settings);
     content.scalars = {{"p", &r.p}};
+    if (!r.T.empty()) content.scalars.push_back({"T", &r.T});
     content.vectors = {{"velocity", &r.u, &r.v, &r.w}};
     try {
         rvzmesh::WriteVtu(path, *r.mesh, content);
@@ -89,6 +91,10 @@ int main(int argc, char** argv)
         std::printf("note: at Re = %.3g the entrance length (about %.3g) reaches the measuring section "
                     "(from %.3g); the flow there is not fully developed\n",
                     Re, (0.6 + 0.06 * Re) * Dh, 0.4 * settings.length);
+    if (settings.thermal == "non-isothermal")
+        std::printf("temperature: largest change in the last iteration %.3e; the analytic values above are those "
+                    "of an isothermal melt of viscosity %g\n",
+                    r.temperatureChange, settings.viscosity);
     if (!WriteResult(settings, r)) return 5;
     return r.outcome == channel::Outcome::Converged ? 0 : 2;
 }

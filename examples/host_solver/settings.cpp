@@ -112,8 +112,56 @@ const std::map<std::string, Setter>& Setters()
              if (v != "hexahedra" && v != "tetrahedra") l.Fail("must be hexahedra or tetrahedra");
              s.cells = v;
          }},
+        // Temperature and the Cross-WLF melt.
+        {"thermal",
+         [](Settings& s, const Line& l, const std::string& v) {
+             if (v != "isothermal" && v != "non-isothermal") l.Fail("must be isothermal or non-isothermal");
+             s.thermal = v;
+         }},
+        {"melt_temperature", [](Settings& s, const Line& l, const std::string& v) { s.melt_temperature = ToDouble(l, v); }},
+        {"mould_temperature",
+         [](Settings& s, const Line& l, const std::string& v) { s.mould_temperature = ToDouble(l, v); }},
+        {"heat_transfer",
+         [](Settings& s, const Line& l, const std::string& v) {
+             const double h = ToDouble(l, v);
+             if (h < 0.0) l.Fail("must not be negative");
+             s.heat_transfer = h;
+         }},
+        {"conductivity",
+         [](Settings& s, const Line& l, const std::string& v) { s.conductivity = Positive(l, ToDouble(l, v)); }},
+        {"specific_heat",
+         [](Settings& s, const Line& l, const std::string& v) { s.specific_heat = Positive(l, ToDouble(l, v)); }},
+        {"viscous_heating",
+         [](Settings& s, const Line& l, const std::string& v) {
+             const int on = ToInt(l, v);
+             if (on != 0 && on != 1) l.Fail("must be 0 or 1");
+             s.viscous_heating = on;
+         }},
+        {"cross_n",
+         [](Settings& s, const Line& l, const std::string& v) {
+             const double n = ToDouble(l, v);
+             if (!(n >= 0.0 && n < 1.0)) l.Fail("must lie in [0, 1)");
+             s.cross_n = n;
+         }},
+        {"cross_tau", [](Settings& s, const Line& l, const std::string& v) { s.cross_tau = Positive(l, ToDouble(l, v)); }},
+        {"cross_d1", [](Settings& s, const Line& l, const std::string& v) { s.cross_d1 = Positive(l, ToDouble(l, v)); }},
+        {"cross_d2", [](Settings& s, const Line& l, const std::string& v) { s.cross_d2 = Positive(l, ToDouble(l, v)); }},
+        {"cross_a1", [](Settings& s, const Line& l, const std::string& v) { s.cross_a1 = Positive(l, ToDouble(l, v)); }},
+        {"cross_a2", [](Settings& s, const Line& l, const std::string& v) { s.cross_a2 = Positive(l, ToDouble(l, v)); }},
     };
     return setters;
+}
+
+// A mould hotter than the melt is refused at the later of the two keys.
+void CheckTemperatures(const Settings& s, const std::map<std::string, int>& lines, const std::string& name)
+{
+    if (!(s.mould_temperature > s.melt_temperature)) return;
+    const auto melt = lines.find("melt_temperature"), mould = lines.find("mould_temperature");
+    const int meltLine = melt == lines.end() ? 0 : melt->second;
+    const int mouldLine = mould == lines.end() ? 0 : mould->second;
+    const bool mouldLater = mouldLine >= meltLine;
+    Line at{name, mouldLater ? mouldLine : meltLine, mouldLater ? "mould_temperature" : "melt_temperature"};
+    at.Fail("the mould temperature lies above the melt temperature");
 }
 
 }  // namespace
@@ -121,7 +169,7 @@ const std::map<std::string, Setter>& Setters()
 Settings ParseSettings(const std::string& text, const std::string& name)
 {
     Settings settings;
-    std::set<std::string> seen;
+    std::map<std::string, int> seen;  // key -> its line
     std::istringstream in(text);
     std::string raw;
     int number = 0;
@@ -144,11 +192,12 @@ Settings ParseSettings(const std::string& text, const std::string& name)
         }
         const std::string value = Trim(line.substr(eq + 1));
         if (value.empty()) at.Fail("missing value");
-        if (!seen.insert(at.key).second) at.Fail("given twice");
+        if (!seen.emplace(at.key, number).second) at.Fail("given twice");
         setter->second(settings, at, value);
         settings.line[at.key] = number;
     }
     settings.source = name;
+    CheckTemperatures(settings, seen, name);
     return settings;
 }
 

@@ -48,6 +48,33 @@ struct Settings {
     // case) and the line of each key it gave.
     std::string source;
     std::map<std::string, int> line;
+
+    // Temperature. "isothermal": the Newtonian viscosity above, no
+    // temperature field. "non-isothermal": after each flow step the
+    // temperature equation is solved (inlet at melt_temperature, walls at
+    // mould_temperature through the conduction coefficient, or in series
+    // with the heat-transfer coefficient heat_transfer when it is positive,
+    // viscous heating when viscous_heating = 1), and the viscosity follows
+    // the Cross-WLF model at each cell's temperature and shear rate.
+    // Temperatures in degrees Celsius; the mould may not be hotter than the
+    // melt.
+    std::string thermal = "isothermal";
+    double melt_temperature = 230.0;
+    double mould_temperature = 50.0;
+    double heat_transfer = 0.0;
+    double conductivity = 0.01;
+    double specific_heat = 1.0;
+    int viscous_heating = 1;
+    // Cross-WLF constants: eta = eta0/(1 + (eta0 gamma-dot/tau)^(1-n)),
+    // eta0 = D1 exp(-A1 (T - D2)/(A2 + T - D2)), T absolute (Celsius +
+    // 273.0), D2 and A2 in kelvin. The defaults give eta0 = 1 at 230 C with
+    // little shear thinning at the example's rates.
+    double cross_n = 0.35;
+    double cross_tau = 100.0;
+    double cross_d1 = 1.65e6;
+    double cross_d2 = 373.0;
+    double cross_a1 = 20.0;
+    double cross_a2 = 51.6;
 };
 
 class SettingsError : public std::runtime_error {

@@ -109,6 +109,18 @@ __global__ void Kernel_CollectOwnerOnly(int size, int new_nnu, const int* Px, co
     accum::StoreOwner(AELLDtemp, new_nnu, Px, Py, k, accum::Signed<S>(v[k]));
 }
 
+// Owner only, the list value times the field at the entry's boundary slot:
+// s*v[k]*phi[slot[k]] (with Minus and v = CB, the right-hand side -CB*phi
+// of a boundary face whose conductance is -CB).
+template <accum::Sign S>
+__global__ void Kernel_CollectOwnerOnlyTimesSlot(int size, int new_nnu, const int* Px, const int* Py, const double* v,
+                                                 const int* slot, const double* phi, double* AELLDtemp)
+{
+    const int k = accum::ThreadIndex();
+    if (k >= size) return;
+    accum::StoreOwner(AELLDtemp, new_nnu, Px, Py, k, accum::Signed<S>(v[k]) * phi[slot[k]]);
+}
+
 // Update: target[r] += sum of row r of the scratch, for `rows` rows chosen
 // by RowChoice (rowList is not read by the all-rows form). With AELLD as
 // the target, position r is the diagonal of row r.

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "CUK_Accumulate.cuh"
+#include "CUK_FlowGeometry.cuh"
 
 namespace rvz {
 namespace grad {
@@ -108,8 +109,7 @@ __global__ void Kernel_Calc_WallBoundary_Update_dd(int size, const int* ijWallCV
     const int cell = ijWallCVD[k];
     const int slot = ijWallD[k];
     const int m = FCRIMatchD[k];
-    const double weight = static_cast<double>(m);
-    for (int c = 0; c < 9; ++c) g.g[c][slot] = weight * g.g[c][cell] + (m == 0 ? g.g[c][slot] : 0.0);
+    for (int c = 0; c < 9; ++c) g.g[c][slot] = flow::VentOrOwn(m, g.g[c][cell], g.g[c][slot]);
 }
 
 }  // namespace rvz

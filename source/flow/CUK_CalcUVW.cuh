@@ -191,17 +191,6 @@ __global__ void Kernel_Calc_PressureSourceContribution(int n, const double* volu
     SwD[c] -= V * dp_dzD[c];
 }
 
-namespace rvz {
-namespace uvw {
-// rho V / (dt dtNor): the time coefficient of one cell.
-__device__ __forceinline__ double TimeCoefficient(int c, double dt, double dtNor, const double* denD,
-                                                  const double* volumeD)
-{
-    return denD[c] * volumeD[c] / (dt * dtNor);
-}
-}  // namespace uvw
-}  // namespace rvz
-
 // Implicit Euler (B = 0) blended with the three-level backward formula (B = 1).
 __global__ void Kernel_Calc_UnsteadyTermContribution(int n, double dt, double dtNor, double B, const double* denD,
                                                      const double* volumeD, const double* u0D, const double* u00D,
@@ -211,13 +200,11 @@ __global__ void Kernel_Calc_UnsteadyTermContribution(int n, double dt, double dt
 {
     const int c = rvz::uvw::ThreadIndex();
     if (c >= n) return;
-    const double a = rvz::uvw::TimeCoefficient(c, dt, dtNor, denD, volumeD);
-    const double now = 1.0 + B;
-    const double before = B / 2.0;
-    SuD[c] += a * (now * u0D[c] - before * u00D[c]);
-    SvD[c] += a * (now * v0D[c] - before * v00D[c]);
-    SwD[c] += a * (now * w0D[c] - before * w00D[c]);
-    const double central = a * (1.0 + B / 2.0);
+    const double a = rvz::flow::TimeCoefficient(c, dt, dtNor, denD, volumeD);
+    SuD[c] += a * rvz::flow::BlendedHistory(B, u0D[c], u00D[c]);
+    SvD[c] += a * rvz::flow::BlendedHistory(B, v0D[c], v00D[c]);
+    SwD[c] += a * rvz::flow::BlendedHistory(B, w0D[c], w00D[c]);
+    const double central = a * rvz::flow::BlendedCentral(B);
     APvD[c] += central;
     APRD[c] += central;
 }
@@ -227,7 +214,7 @@ __global__ void Kernel_Calc_2ndImplicitEulerMethodAi(int n, double dt, double dt
 {
     const int c = rvz::uvw::ThreadIndex();
     if (c >= n) return;
-    AELLD[c] += rvz::uvw::TimeCoefficient(c, dt, dtNor, denD, volumeD) * (1.0 + B / 2.0);
+    AELLD[c] += rvz::flow::TimeCoefficient(c, dt, dtNor, denD, volumeD) * rvz::flow::BlendedCentral(B);
 }
 
 // ---------------------------------------------------------------------------
@@ -285,16 +272,6 @@ __global__ void Kernel_Calc_WallBoundary_SourceTerm(int n, const int* ijWallD, c
     tempzD[k] = (m == 0 ? coef * wD[b] : 0.0) - mCB * wD[b];
 }
 
-// Owner-only collects whose value is formed from the list's own arrays.
-__global__ void Kernel_Calc_InOutletBoundary_SourceTerm_SuSvSw(int n, int new_nnu, const int* Px, const int* Py,
-                                                               const double* CBD, const int* ijInOutletD,
-                                                               const double* phiD, double* AELLDtemp)
-{
-    const int k = rvz::uvw::ThreadIndex();
-    if (k >= n) return;
-    rvz::accum::StoreOwner(AELLDtemp, new_nnu, Px, Py, k, -CBD[k] * phiD[ijInOutletD[k]]);
-}
-
 __global__ void Kernel_CalcUVW_WallAi(int n, int new_nnu, const int* Px, const int* Py, const int* FCRIMatchD,
                                       const double* CBD, const double* coefD, double* AELLDtemp)
 {
@@ -323,35 +300,22 @@ __global__ void Kernel_Calc_WallBoundary_UpdateUVW(int n, const int* ijWallCVD, 
     if (k >= n) return;
     const int c = ijWallCVD[k];
     const int b = ijWallD[k];
-    const int mi = FCRIMatchD[k];
-    const double m = mi;
-    uD[b] = m * uD[c] + (mi == 0 ? uD[b] : 0.0);
-    vD[b] = m * vD[c] + (mi == 0 ? vD[b] : 0.0);
-    wD[b] = m * wD[c] + (mi == 0 ? wD[b] : 0.0);
+    const int m = FCRIMatchD[k];
+    uD[b] = rvz::flow::VentOrOwn(m, uD[c], uD[b]);
+    vD[b] = rvz::flow::VentOrOwn(m, vD[c], vD[b]);
+    wD[b] = rvz::flow::VentOrOwn(m, wD[c], wD[b]);
 }
 
 // ---------------------------------------------------------------------------
 // Final coefficients, valve gates and the SIMPLEC factor
 // ---------------------------------------------------------------------------
 
-namespace rvz {
-namespace uvw {
-// Sum of the off-diagonal entries of row r, columns 1 .. nCol-1 in order.
-__device__ __forceinline__ double OffDiagonalSum(int r, int newNNU, int nCol, const double* AELLD)
-{
-    double s = 0.0;
-    for (int j = 1; j < nCol; ++j) s = s + AELLD[j * newNNU + r];
-    return s;
-}
-}  // namespace uvw
-}  // namespace rvz
-
 __global__ void Kernel_Calc_FinalCoeffRHS_Sfi(int nnu, int newNNU, int nCol, double relax, const double* fiD,
                                               double* AELLD, const double* AD, double* SfiD)
 {
     const int c = rvz::uvw::ThreadIndex();
     if (c >= nnu) return;
-    const double s = rvz::uvw::OffDiagonalSum(c, newNNU, nCol, AELLD);
+    const double s = rvz::flow::OffDiagonalSum(c, newNNU, nCol, AELLD);
     const double diagonal = (AD[c] - s) / relax;
     AELLD[c] = diagonal;
     SfiD[c] += (1.0 - relax) * diagonal * fiD[c];
@@ -403,7 +367,7 @@ __global__ void Kernel_Calc_APR_SIMPLEC(int nnu, int newNNU, int nCol, const dou
 {
     const int c = rvz::uvw::ThreadIndex();
     if (c >= nnu) return;
-    const double s = rvz::uvw::OffDiagonalSum(c, newNNU, nCol, AELLD);
+    const double s = rvz::flow::OffDiagonalSum(c, newNNU, nCol, AELLD);
     const double apr = APRD[c];
     APRD[c] = apr / (apr * s + 1.0 + 1.0e-30);
 }

@@ -1,6 +1,6 @@
-// Face geometry and small numeric helpers shared by the momentum (CalcUVW)
-// and pressure-correction (CalcPP) kernels. Inline device functions only, so
-// the header may be included by both families' kernel files.
+// Face geometry and small numeric helpers shared by the transport families'
+// kernels (momentum, pressure correction, gradients, energy). Inline device
+// functions only, so any number of kernel files may include the header.
 #pragma once
 
 #include "platform/rvz_platform.h"
@@ -37,6 +37,41 @@ __device__ __forceinline__ double Median3(double a, double b, double c)
 // comparisons the assembly is defined with.
 __device__ __forceinline__ double PositivePart(double m) { return m > 0.0 ? m : 0.0; }
 __device__ __forceinline__ double NegativePart(double m) { return m > 0.0 ? 0.0 : m; }
+
+// Slot value of a wall face with vent flag m (0 or 1): the cell's value on
+// a vent (m = 1), the slot's own on a closed wall (m = 0). Written as
+// m*cell + (m = 0 ? slot : 0), so m must be 0 or 1.
+__device__ __forceinline__ double VentOrOwn(int m, double cell, double slot)
+{
+    return static_cast<double>(m) * cell + (m == 0 ? slot : 0.0);
+}
+
+// ---- The blended time term: implicit Euler (B = 0) blended with the
+// three-level backward formula (B = 1) ----
+
+// rho V / (dt dtNor): the time coefficient of cell c.
+__device__ __forceinline__ double TimeCoefficient(int c, double dt, double dtNor, const double* denD,
+                                                  const double* volumeD)
+{
+    return denD[c] * volumeD[c] / (dt * dtNor);
+}
+
+// The old time levels' weight in the source: (1 + B) phi0 - (B/2) phi00.
+__device__ __forceinline__ double BlendedHistory(double B, double phi0, double phi00)
+{
+    return (1.0 + B) * phi0 - B / 2.0 * phi00;
+}
+
+// The new time level's weight in the central coefficient: 1 + B/2.
+__device__ __forceinline__ double BlendedCentral(double B) { return 1.0 + B / 2.0; }
+
+// Sum of the off-diagonal entries of ELL row r, columns 1 .. nCol-1 in order.
+__device__ __forceinline__ double OffDiagonalSum(int r, int newNNU, int nCol, const double* AELLD)
+{
+    double s = 0.0;
+    for (int j = 1; j < nCol; ++j) s = s + AELLD[j * newNNU + r];
+    return s;
+}
 
 // The geometric quantities of one face from its area vector S and the
 // centroid-to-centroid vector d.

@@ -1,11 +1,20 @@
 // Placement of face coefficients into the ELL matrix through the slot maps
-// of the face-to-cell accumulation. Implementation functions behind the
+// of the face-to-cell accumulation, and the forms of the interior-face
+// operations that accumulate. Implementation functions behind the
 // facade: block size first (only 256 runs; any other value returns 0
 // without work), selected device last (used only to name it in reports).
 // Plain C++.
 #pragma once
 
 namespace rvz {
+
+// The four forms of an interior-face assembly operation.
+enum class InnerFluxForm {
+    AllRows,     // aED and aWD, weights leD, updates over rows 0 .. nRows-1
+    ListedRows,  // as AllRows, updates over rowList[0 .. nRows-1]
+    ListedOne,   // as ListedRows with every weight 1 (leD not read)
+    Partition,   // aED only, weights leD, listed updates
+};
 
 // AELLD(Px[f], Py[f]) = aED[f] and AELLD(Ex[f], Ey[f]) = aWD[f] for every
 // interior face. Reports "Calc_MapaEaEWToAi failed".

@@ -18,6 +18,7 @@ namespace {
 using accum::Sign;
 using flow::CollectConservativePair;
 using flow::CollectOwnerOnly;
+using flow::CollectOwnerOnlyTimesSlot;
 using flow::UpdateAllRows;
 using flow::UpdateListedRows;
 
@@ -219,9 +220,9 @@ int Calc_InOutletBoundary_SourceTerm(int BlockSize, const InOutletSourceTermArgs
     double* targets[3] = {a.SuD, a.SvD, a.SwD};
     int status = 0;
     for (int c = 0; c < 3; ++c) {
-        RVZ_LAUNCH(Kernel_Calc_InOutletBoundary_SourceTerm_SuSvSw, a.faceGrid, kBlockSize, 0, 0)
-        (a.nFaces, a.new_nnu, a.MapFace2CellPxD, a.MapFace2CellPyD, a.CBD, a.ijInOutletD, fields[c], a.AELLDtemp);
-        CheckStep("Calc_InOutletBoundary_SourceTerm_SuSvSw failed", dev);
+        CollectOwnerOnlyTimesSlot<Sign::Minus>(a.nFaces, a.new_nnu, a.MapFace2CellPxD, a.MapFace2CellPyD, a.CBD,
+                                               a.ijInOutletD, fields[c], a.AELLDtemp, a.faceGrid,
+                                               "Calc_InOutletBoundary_SourceTerm_SuSvSw failed", dev);
         status = sumInto(targets[c]);
     }
     return status;

@@ -5,19 +5,12 @@
 // launches still run. Plain C++.
 #pragma once
 
+#include "CU_Accumulate.h"
 #include "CU_Reduction.h"
 
 namespace rvz {
 
 // ---- Interior faces: coefficients and explicit sources ----
-
-// Which of the four interior forms runs.
-enum class InnerFluxForm {
-    AllRows,     // aED and aWD, weights leD, updates over rows 0 .. nRows-1
-    ListedRows,  // as AllRows, updates over rowList[0 .. nRows-1]
-    ListedOne,   // as ListedRows with every weight 1 (leD not read)
-    Partition,   // aED only, weights leD, listed updates
-};
 
 struct InnerFluxUVWArgs {
     int nFaces, nRows, new_nnu, NColumnPerRow;

@@ -1,7 +1,7 @@
-// Launch helpers of the momentum and pressure-correction families: one
-// collect or update step of the shared face-to-cell accumulation followed
-// by its status check. Inline host functions over the kernels of
-// CUK_Accumulate.cuh; included by CU_CalcUVW.cu and CU_CalcPP.cu.
+// Launch helpers of the transport families (momentum, pressure correction,
+// energy): one launch followed by its status check, and one collect or
+// update step of the shared face-to-cell accumulation. Inline host
+// functions and templates; included by the families' launch files.
 #pragma once
 
 #include "platform/rvz_platform.h"
@@ -13,6 +13,15 @@ namespace rvz {
 namespace flow {
 
 using accum::Sign;
+
+// One thread kernel over `grid` blocks of 256, then the status check of its
+// step; returns the status.
+template <auto Kernel, class... Args>
+int LaunchChecked(int grid, const char* message, int device, Args... args)
+{
+    RVZ_LAUNCH(Kernel, grid, kBlockSize, 0, 0)(args...);
+    return CheckStep(message, device);
+}
 
 // Row sums of the scratch added to target[r] for r = 0 .. nRows-1.
 inline int UpdateAllRows(int nRows, int new_nnu, int nCol, const double* AELLDtemp, double* target, int rowGrid,
@@ -38,6 +47,17 @@ int CollectOwnerOnly(int nFaces, int new_nnu, const int* Px, const int* Py, cons
                      int faceGrid, const char* message, int device)
 {
     RVZ_LAUNCH(Kernel_CollectOwnerOnly<S>, faceGrid, kBlockSize, 0, 0)(nFaces, new_nnu, Px, Py, values, AELLDtemp);
+    return CheckStep(message, device);
+}
+
+// Owner-only collect of s*v[k]*phi[slot[k]].
+template <Sign S>
+int CollectOwnerOnlyTimesSlot(int nFaces, int new_nnu, const int* Px, const int* Py, const double* values,
+                              const int* slot, const double* phi, double* AELLDtemp, int faceGrid,
+                              const char* message, int device)
+{
+    RVZ_LAUNCH(Kernel_CollectOwnerOnlyTimesSlot<S>, faceGrid, kBlockSize, 0, 0)
+    (nFaces, new_nnu, Px, Py, values, slot, phi, AELLDtemp);
     return CheckStep(message, device);
 }
 

@@ -2,6 +2,7 @@
 // its exact bit pattern, so that the outputs of the host and cuda backends
 // can be compared with diff. Only + - * / sqrt fma enter these results.
 #include <cinttypes>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +13,9 @@
 #include "CU_Reduction.h"
 #if RVZGPU_DUMP_CHANNEL
 #include "channel_solver.h"
+#include "device_buffer.h"
+#include "energy_step.h"
+#include "rvzgpu_mesh/Mesh.h"
 #endif
 
 namespace {
@@ -106,6 +110,55 @@ void solve_and_print(CRVZGPUtool& tool, bool bicgstab, int precond)
     for (double* p : {aaD, rhsD, solD}) tool.FreeDeviceMemory(p);
 }
 
+#if RVZGPU_DUMP_CHANNEL
+// The energy equation on a skewed box: the interior faces with random
+// temperatures and gradients (and their count of dropped corrections),
+// then one whole temperature step of the example (kind-3 walls, viscous
+// heating, Jacobi BiCGSTAB).
+void energy_dump(CRVZGPUtool& tool)
+{
+    rvzmesh::BoxOptions o;
+    o.nx = 10, o.ny = 8, o.nz = 6;
+    o.perturbation = 0.25;
+    const rvzmesh::Mesh m = rvzmesh::BuildMesh(rvzmesh::MakeBox(o));
+    rvzmesh::DeviceMesh d;
+    if (rvzmesh::UploadMesh(tool, m, d) != 0) return;
+    const int ne = m.nExtended, nf = m.nFaces, nc = m.nCells;
+    auto positive = [](std::vector<double> v) {
+        for (double& x : v) x = 1.0 + std::fabs(x) * 1e-3;
+        return v;
+    };
+    channel::Buf<double> T(tool, values(ne, 11)), gx(tool, values(ne, 12)), gy(tool, values(ne, 13)),
+        gz(tool, values(ne, 14)), mk(tool, positive(values(ne, 15))), volF(tool, positive(values(ne, 16))),
+        mfe(tool, values(nf, 17)), aE(tool, nf), aW(tool, nf), temp(tool, nf), Su(tool, nc),
+        scratch(tool, m.newNNU * m.nColumnPerRow);
+    const rvz::LevelTable t = rvz::MakeLevelTable(nf);
+    channel::Buf<int> counts(tool, t.total);
+    int norkk = -1;
+    tool.Calc_InnerFluxSC_Flow(nf, nc, m.newNNU, m.nColumnPerRow, 2.0, 1.5, d.ijP, d.ijE, d.le, T, gx, gy, gz, d.xc,
+                               d.yc, d.zc, d.sx, d.sy, d.sz, mfe, aE, aW, Su, volF, mk, temp, norkk, d.mapPx, d.mapPy,
+                               d.mapEx, d.mapEy, scratch, (nc + 255) / 256, (nf + 255) / 256, t.nLevels, t.count,
+                               t.offset, t.total, t.size, counts);
+    std::printf("\nenergy faces dropped=%d aE=%016" PRIx64 " aW=%016" PRIx64 " Su=%016" PRIx64 "\n", norkk,
+                fold(aE.Download()), fold(aW.Download()), fold(Su.Download()));
+
+    std::vector<double> flux(nf), inflow;
+    for (int f = 0; f < nf; ++f) flux[f] = 0.01 * m.sx[f];
+    const rvzmesh::BoundaryList& in = m.list(rvzmesh::BoundaryKind::Inlet);
+    for (int k = 0; k < in.size(); ++k) inflow.push_back(0.01 * in.sx[k]);
+    channel::Buf<double> fluxD(tool, flux), inflowD(tool, inflow), vis(tool, std::vector<double>(nc, 2.0)),
+        rate(tool, std::vector<double>(nc, 3.0));
+    channel::ThermalProperties props;
+    props.conductivity = 0.05;
+    channel::ThermalBoundaries bc;
+    bc.heat_transfer = 4.0;
+    channel::EnergyStep step(tool, m, d, props, bc);
+    step.Solve(fluxD, inflowD, vis, rate);
+    std::printf("energy step T=%016" PRIx64 "\n", fold(step.Temperature()));
+    rvzmesh::FreeDeviceMesh(tool, d);
+}
+#endif
+
 }  // namespace
 
 int main()
@@ -151,6 +204,7 @@ int main()
     const channel::Result r = channel::RunChannel(tool, s, nullptr);
     std::printf("\nchannel iterations=%d u=%016" PRIx64 " v=%016" PRIx64 " w=%016" PRIx64 " p=%016" PRIx64 "\n",
                 r.iterations, fold(r.u), fold(r.v), fold(r.w), fold(r.p));
+    energy_dump(tool);
 #endif
     return 0;
 }

@@ -1,0 +1,195 @@
+// The example's temperature equation against the thermally developing flow
+// between isothermal parallel plates, whose developed Nusselt number is
+// 7.541 (Shah and London, Laminar Flow Forced Convection in Ducts, 1978);
+// the thermal keys of the case file; the non-isothermal duct.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <omp.h>
+
+#include "CRVZGPUtool.h"
+#include "channel_solver.h"
+#include "device_buffer.h"
+#include "energy_step.h"
+#include "rvzgpu_mesh/Mesh.h"
+#include "settings.h"
+
+namespace {
+
+using rvzmesh::BoundaryKind;
+
+CRVZGPUtool* gTool = nullptr;
+CRVZGPUtool& Tool() { return *gTool; }
+
+// Plates at y = 0 and y = H (walls), inlet at x = 0, outlet at x = L, one
+// cell across z between symmetry sides. The velocity is the developed
+// parabola 6 U y (H - y) / H^2, imposed through face fluxes of the cell
+// averages (divergence-free to rounding).
+struct Plates {
+    double H = 1.0, L = 12.0, U = 1.0, k = 0.02;  // Peclet U H / alpha = 50
+    int nx = 120, ny = 24;
+    rvzmesh::Mesh mesh;
+    rvzmesh::DeviceMesh dev;
+
+    Plates()
+    {
+        rvzmesh::BoxOptions o;
+        o.nx = nx, o.ny = ny, o.nz = 1;
+        o.lx = L, o.ly = H, o.lz = H / ny;
+        o.sides = {BoundaryKind::Inlet, BoundaryKind::Outlet, BoundaryKind::Wall,
+                   BoundaryKind::Wall,  BoundaryKind::Symmetry, BoundaryKind::Symmetry};
+        mesh = rvzmesh::BuildMesh(rvzmesh::MakeBox(o));
+        EXPECT_EQ(rvzmesh::UploadMesh(Tool(), mesh, dev), 0);
+    }
+    ~Plates() { rvzmesh::FreeDeviceMesh(Tool(), dev); }
+
+    // Mean of the parabola over the cell row around y.
+    double RowVelocity(double y) const
+    {
+        const double dy = H / ny, y0 = y - 0.5 * dy, y1 = y + 0.5 * dy;
+        auto F = [&](double s) { return 6.0 * U / (H * H) * (H * s * s / 2.0 - s * s * s / 3.0); };
+        return (F(y1) - F(y0)) / dy;
+    }
+};
+
+TEST(EnergyStep, DevelopedNusseltNumberBetweenIsothermalPlates)
+{
+    Plates p;
+    const rvzmesh::Mesh& m = p.mesh;
+    std::vector<double> mfe(m.nFaces), mIn, visc(m.nCells, 1.0), rate(m.nCells, 0.0);
+    for (int f = 0; f < m.nFaces; ++f) mfe[f] = p.RowVelocity(m.yc[m.ijP[f]]) * m.sx[f];
+    const rvzmesh::BoundaryList& in = m.list(BoundaryKind::Inlet);
+    for (int k = 0; k < in.size(); ++k) mIn.push_back(p.RowVelocity(m.yc[in.cell[k]]) * in.sx[k]);
+    channel::Buf<double> mfeD(Tool(), mfe), mInD(Tool(), mIn), visD(Tool(), visc), rateD(Tool(), rate);
+
+    channel::ThermalProperties props;
+    props.conductivity = p.k;
+    channel::ThermalBoundaries bc;
+    bc.melt_temperature = 1.0;
+    bc.mould_temperature = 0.0;
+    bc.viscous_heating = false;
+    channel::EnergyStep energy(Tool(), m, p.dev, props, bc);
+    energy.Solve(mfeD, mInD, visD, rateD);
+    EXPECT_EQ(energy.DroppedCorrections(), 0);  // an orthogonal mesh has no corrections
+    EXPECT_LT(energy.Solve(mfeD, mInD, visD, rateD), 1e-9);  // linear: a second solve changes nothing
+
+    // Bulk temperature and wall flux per column of cells.
+    const std::vector<double> T = energy.Temperature(), q = energy.WallHeatFlux();
+    const double dx = p.L / p.nx;
+    std::vector<double> flowT(p.nx, 0.0), flow(p.nx, 0.0), flux(p.nx, 0.0);
+    for (int c = 0; c < m.nCells; ++c) {
+        const int i = static_cast<int>(m.xc[c] / dx);
+        const double u = p.RowVelocity(m.yc[c]);
+        flowT[i] += u * T[c];
+        flow[i] += u;
+    }
+    const rvzmesh::BoundaryList& wall = m.list(BoundaryKind::Wall);
+    for (int k = 0; k < wall.size(); ++k) flux[static_cast<int>(m.xc[wall.cell[k]] / dx)] += 0.5 * q[k];
+    for (int i = p.nx / 2; i < 5 * p.nx / 6; i += 10) {
+        const double Tb = flowT[i] / flow[i];
+        const double Nu = flux[i] / (Tb - bc.mould_temperature) * (2.0 * p.H) / p.k;
+        std::printf("x = %5.2f  T_bulk = %.4f  Nu = %.4f\n", (i + 0.5) * dx, Tb, Nu);
+        EXPECT_NEAR(Nu, 7.541, 0.01 * 7.541) << "x = " << (i + 0.5) * dx;
+    }
+
+    // Energy balance: what the walls take is what the inflow brings at the
+    // melt temperature, plus conduction through the inlet faces, less what
+    // the outflow carries at its cells' temperatures.
+    double walls = 0.0, carried = 0.0;
+    for (int k = 0; k < wall.size(); ++k) walls += q[k] * wall.area[k];
+    for (int k = 0; k < in.size(); ++k)
+        carried += -mIn[k] * bc.melt_temperature + p.k * in.surfDist[k] * (bc.melt_temperature - T[in.cell[k]]);
+    const rvzmesh::BoundaryList& out = m.list(BoundaryKind::Outlet);
+    for (int k = 0; k < out.size(); ++k) carried -= p.RowVelocity(m.yc[out.cell[k]]) * out.sx[k] * T[out.cell[k]];
+    EXPECT_NEAR(walls, carried, 1e-8 * std::fabs(carried));
+}
+
+std::string Refusal(const std::string& text)
+{
+    try {
+        channel::ParseSettings(text, "case.inp");
+    } catch (const channel::SettingsError& e) {
+        return e.what();
+    }
+    return "accepted";
+}
+
+TEST(ThermalSettings, RefusesBadThermalInputNamingLineAndKey)
+{
+    EXPECT_EQ(Refusal("conductivity = 0\n"), "case.inp:1: key 'conductivity': must be positive");
+    EXPECT_EQ(Refusal("nx = 4\nspecific_heat = -2\n"), "case.inp:2: key 'specific_heat': must be positive");
+    EXPECT_EQ(Refusal("heat_transfer = -1e-3\n"), "case.inp:1: key 'heat_transfer': must not be negative");
+    EXPECT_EQ(Refusal("heat_transfer = 0\n"), "accepted");
+    EXPECT_EQ(Refusal("thermal = warm\n"), "case.inp:1: key 'thermal': must be isothermal or non-isothermal");
+    EXPECT_EQ(Refusal("viscous_heating = 2\n"), "case.inp:1: key 'viscous_heating': must be 0 or 1");
+    EXPECT_EQ(Refusal("cross_n = 1\n"), "case.inp:1: key 'cross_n': must lie in [0, 1)");
+    // A mould hotter than the melt: named at the later of the two keys.
+    EXPECT_EQ(Refusal("mould_temperature = 240\n"),
+              "case.inp:1: key 'mould_temperature': the mould temperature lies above the melt temperature");
+    EXPECT_EQ(Refusal("mould_temperature = 60\n\nmelt_temperature = 55\n"),
+              "case.inp:3: key 'melt_temperature': the mould temperature lies above the melt temperature");
+    EXPECT_EQ(Refusal("melt_temperature = 200\nmould_temperature = 200\n"), "accepted");
+}
+
+channel::Result Duct(const std::string& thermal, int threads, int iterations = 500)
+{
+    channel::Settings s;
+    s.nx = 12, s.ny = 7, s.nz = 7;
+    s.max_iterations = iterations;
+    s.thermal = thermal;
+    s.conductivity = 0.05;
+    s.output = "none";
+    const int saved = omp_get_max_threads();
+    omp_set_num_threads(threads);
+    channel::Result r = channel::RunChannel(Tool(), s, nullptr);
+    omp_set_num_threads(saved);
+    return r;
+}
+
+bool SameBits(const std::vector<double>& a, const std::vector<double>& b)
+{
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+// Melt at 230 C in a mould at 50 C: the cooled, more viscous melt near the
+// walls needs a larger pressure drop than the isothermal melt (whose
+// viscosity is the Cross-WLF value at 230 C, about 1), and the first
+// outer iterations are the same bit for bit on one and two threads (two
+// threads contend for the cores while other tests run, so the comparison
+// is kept short).
+TEST(NonIsothermalDuct, ColdMouldRaisesThePressureDropAndRunsAreReproducible)
+{
+    const channel::Result iso = Duct("isothermal", 1), cold = Duct("non-isothermal", 1);
+    ASSERT_EQ(cold.outcome, channel::Outcome::Converged) << cold.message;
+    ASSERT_EQ(iso.outcome, channel::Outcome::Converged) << iso.message;
+    std::printf("pressure gradient: isothermal %.4f, cold mould %.4f\n", iso.pressureGradient, cold.pressureGradient);
+    EXPECT_GT(cold.pressureGradient, 1.5 * iso.pressureGradient);
+    ASSERT_EQ(cold.T.size(), cold.u.size());
+    for (double T : cold.T) {
+        EXPECT_GT(T, 50.0);
+        EXPECT_LT(T, 230.0 + 5.0);  // viscous heating may lift the core a little
+    }
+    const channel::Result one = Duct("non-isothermal", 1, 4), two = Duct("non-isothermal", 2, 4);
+    ASSERT_EQ(two.iterations, 4);
+    EXPECT_TRUE(SameBits(two.u, one.u));
+    EXPECT_TRUE(SameBits(two.p, one.p));
+    EXPECT_TRUE(SameBits(two.T, one.T));
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    gTool = new CRVZGPUtool();
+    if (gTool->SetDeviceToUse(0) != 0) {
+        std::printf("no usable device: skipping\n");
+        return 77;
+    }
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
