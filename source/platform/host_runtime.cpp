@@ -155,9 +155,30 @@ bool begin_launch(const dim3& grid, const dim3& block, size_t sharedBytes)
     return true;
 }
 
-int launch_threads(long long blocks)
+namespace {
+
+long long serialLimit = -1;
+
+long long limit_from_environment()
 {
-    if (omp_in_parallel()) return 1;
+    const char* text = std::getenv("RVZGPU_HOST_SERIAL_BELOW");
+    if (text == nullptr || *text == '\0') return kSerialLaunchLimit;
+    char* end = nullptr;
+    const long long v = std::strtoll(text, &end, 10);
+    return end != text && *end == '\0' && v >= 0 ? v : kSerialLaunchLimit;
+}
+
+}  // namespace
+
+long long serial_launch_limit()
+{
+    if (serialLimit < 0) serialLimit = limit_from_environment();
+    return serialLimit;
+}
+
+int launch_threads(long long blocks, long long threads)
+{
+    if (blocks <= 1 || threads < serial_launch_limit() || omp_in_parallel()) return 1;
     const int available = omp_get_max_threads();
     return static_cast<int>(std::max<long long>(1, std::min<long long>(available, blocks)));
 }
@@ -167,6 +188,8 @@ namespace testing {
 void inject_launch_faults(int count, cudaError_t code, int skip) { launchFaults = FaultPlan{skip, count, code}; }
 
 void inject_alloc_faults(int count, cudaError_t code, int skip) { allocFaults = FaultPlan{skip, count, code}; }
+
+void set_serial_launch_limit(long long threads) { serialLimit = threads; }
 
 void clear_faults()
 {

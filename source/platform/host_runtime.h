@@ -140,8 +140,16 @@ namespace host {
 // error holds the reason and the launch is skipped.
 bool begin_launch(const dim3& grid, const dim3& block, size_t sharedBytes);
 
-// Number of OpenMP threads used to spread the blocks of one launch.
-int launch_threads(long long blocks);
+// Number of OpenMP threads used to spread the blocks of one launch of
+// `threads` kernel threads: 1 inside a parallel region and for launches
+// below serial_launch_limit() threads, else up to one per block.
+int launch_threads(long long blocks, long long threads);
+
+// Launches of fewer kernel threads than this run on the calling thread. The
+// environment variable RVZGPU_HOST_SERIAL_BELOW sets it (0: every launch
+// with more than one block uses a team); the default is kSerialLaunchLimit.
+constexpr long long kSerialLaunchLimit = 32768;
+long long serial_launch_limit();
 
 // Set while a block-level kernel runs: its threads are walked by the
 // block primitives rather than by the launcher.
