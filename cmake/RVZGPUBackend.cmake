@@ -84,7 +84,11 @@ function(rvzgpu_target_flags target)
     $<$<COMPILE_LANGUAGE:CUDA>:${RVZGPU_CUDA_FP_FLAGS} --expt-relaxed-constexpr -Xcompiler=-ffp-contract=off>)
   if(NOT RVZGPU_BACKEND_CUDA)
     # Thread-local launch indices are read in every kernel thread: keep them
-    # a single instruction away.
-    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-ftls-model=initial-exec ${RVZGPU_HOST_ARCH_FLAGS}>)
+    # a single instruction away. Kernels are global functions and the code
+    # is position-independent; without -fno-semantic-interposition GCC
+    # assumes a shared library could replace a kernel's body and never
+    # inlines it into its launcher's per-thread loop.
+    target_compile_options(${target} PRIVATE
+      $<$<COMPILE_LANGUAGE:CXX>:-ftls-model=initial-exec -fno-semantic-interposition ${RVZGPU_HOST_ARCH_FLAGS}>)
   endif()
 endfunction()

@@ -16,15 +16,15 @@
 
 #include "host_test_hooks.h"
 
-thread_local uint3 threadIdx = {0, 0, 0};
-thread_local uint3 blockIdx = {0, 0, 0};
-thread_local dim3 blockDim;
-thread_local dim3 gridDim;
+__thread uint3 threadIdx = {0, 0, 0};
+__thread uint3 blockIdx = {0, 0, 0};
+__thread dim3 blockDim;
+__thread dim3 gridDim;
 
 namespace rvz {
 namespace host {
 
-thread_local bool inBlockLaunch = false;
+__thread bool inBlockLaunch = false;
 
 namespace {
 

@@ -126,11 +126,14 @@ cudaError_t cudaStreamCreate(cudaStream_t* stream);
 cudaError_t cudaStreamDestroy(cudaStream_t stream);
 cudaError_t cudaStreamSynchronize(cudaStream_t stream);
 
-// Launch indices of the running kernel thread, as CUDA names them.
-extern thread_local uint3 threadIdx;
-extern thread_local uint3 blockIdx;
-extern thread_local dim3 blockDim;
-extern thread_local dim3 gridDim;
+// Launch indices of the running kernel thread, as CUDA names them. Declared
+// __thread (constant-initialised thread-local storage): a C++ thread_local
+// of class type is reached through an initialisation wrapper in every
+// translation unit but its own, a test and a call on each access.
+extern __thread uint3 threadIdx;
+extern __thread uint3 blockIdx;
+extern __thread dim3 blockDim;
+extern __thread dim3 gridDim;
 
 namespace rvz {
 namespace host {
@@ -153,7 +156,7 @@ long long serial_launch_limit();
 
 // Set while a block-level kernel runs: its threads are walked by the
 // block primitives rather than by the launcher.
-extern thread_local bool inBlockLaunch;
+extern __thread bool inBlockLaunch;
 
 void set_last_error(cudaError_t code);
 

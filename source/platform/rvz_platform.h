@@ -55,9 +55,10 @@ namespace host {
 // Runs one block: a block kernel once (its primitives walk the threads), a
 // thread kernel once per thread in x-fastest order. A one-dimensional block
 // (every launch of the library) takes the single loop, which the compiler
-// can unroll once the kernel is inlined.
+// can unroll. Flattened: the kernel, when its body is visible here, and
+// everything it calls are inlined into the per-thread loop.
 template <auto Kernel, bool PerBlock, class... Args>
-inline void run_block(long long linear, const dim3& g, const dim3& b, Args&... args)
+__attribute__((flatten)) inline void run_block(long long linear, const dim3& g, const dim3& b, Args&... args)
 {
     gridDim = g;
     blockDim = b;
@@ -96,7 +97,7 @@ struct Launch {
     // pay for waking a team run on the calling thread, without a parallel
     // region.
     template <class... Args>
-    void operator()(Args&&... args) const
+    __attribute__((flatten)) void operator()(Args&&... args) const
     {
         if (!begin_launch(grid, block, shared)) return;
         const long long blocks = static_cast<long long>(grid.x) * grid.y * grid.z;
