@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -157,7 +158,8 @@ bool begin_launch(const dim3& grid, const dim3& block, size_t sharedBytes)
 
 namespace {
 
-long long serialLimit = -1;
+// -1 until first read; launches may come from several host threads.
+std::atomic<long long> serialLimit{-1};
 
 long long limit_from_environment()
 {
@@ -172,13 +174,17 @@ long long limit_from_environment()
 
 long long serial_launch_limit()
 {
-    if (serialLimit < 0) serialLimit = limit_from_environment();
-    return serialLimit;
+    long long limit = serialLimit.load(std::memory_order_relaxed);
+    if (limit < 0) {
+        limit = limit_from_environment();
+        serialLimit.store(limit, std::memory_order_relaxed);
+    }
+    return limit;
 }
 
 int launch_threads(long long blocks, long long threads)
 {
-    if (blocks <= 1 || threads < serial_launch_limit() || omp_in_parallel()) return 1;
+    if (omp_in_parallel() || blocks <= 1 || threads < serial_launch_limit()) return 1;
     const int available = omp_get_max_threads();
     return static_cast<int>(std::max<long long>(1, std::min<long long>(available, blocks)));
 }
@@ -189,7 +195,7 @@ void inject_launch_faults(int count, cudaError_t code, int skip) { launchFaults 
 
 void inject_alloc_faults(int count, cudaError_t code, int skip) { allocFaults = FaultPlan{skip, count, code}; }
 
-void set_serial_launch_limit(long long threads) { serialLimit = threads; }
+void set_serial_launch_limit(long long threads) { serialLimit.store(threads, std::memory_order_relaxed); }
 
 void clear_faults()
 {
