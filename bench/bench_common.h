@@ -52,6 +52,23 @@ inline void Quietly(const std::function<void()>& f)
     close(saved);
 }
 
+// Doubles per array of a copy whose two arrays together are at least twice
+// the last-level cache, and at least n: a copy that streams from memory is
+// the yardstick of kernels that do, one that fits the cache is not.
+inline int StreamingCopyCount(int n)
+{
+    long long cacheBytes = 0;
+#if RVZGPU_BACKEND_CUDA
+    int l2 = 0;
+    if (cudaDeviceGetAttribute(&l2, cudaDevAttrL2CacheSize, 0) == cudaSuccess) cacheBytes = l2;
+#else
+    cacheBytes = sysconf(_SC_LEVEL3_CACHE_SIZE);
+    if (cacheBytes <= 0) cacheBytes = sysconf(_SC_LEVEL2_CACHE_SIZE);
+#endif
+    if (cacheBytes <= 0) cacheBytes = 64ll << 20;
+    return static_cast<int>(std::max<long long>(n, cacheBytes / static_cast<long long>(sizeof(double))));
+}
+
 // A positive whole number from the command line; anything else (a flag such
 // as --help, zero, a typo) prints the program's usage and ends it.
 inline int PositiveArgument(const char* text, const char* program, const char* usage)
@@ -105,6 +122,18 @@ public:
         const double seconds = MedianSeconds(runs, [&] { tool.DataCopyDevice2Device(count, dst, src); });
         copyRate_ = 16.0 * count / seconds;
         Row(size, "d2d copy", seconds, 16.0 * count);
+    }
+
+    // The same on arrays of its own of StreamingCopyCount(0) doubles: the
+    // memory bandwidth, measured once for all later rows.
+    void StreamingCopyRow(CRVZGPUtool& tool, int runs)
+    {
+        const int count = StreamingCopyCount(0);
+        double* src = Upload(tool, std::vector<double>(static_cast<size_t>(count), 1.0));
+        double* dst = Upload(tool, std::vector<double>(static_cast<size_t>(count), 0.0));
+        CopyRow(tool, runs, count, count, dst, src);
+        tool.FreeDeviceMemory(src);
+        tool.FreeDeviceMemory(dst);
     }
 
     void Row(int size, const char* op, double seconds, double bytes) const

@@ -13,8 +13,18 @@
 //                + 208 per row: the copy of r, two rho terms, the alpha
 //                denominator, s with its norm, two updates of x, the omega
 //                terms, r with its norm, P
+//   Jacobi CG iteration: + 40 per row (z = d r and the copy of z)
+//   Jacobi BiCGSTAB iteration: + 48 per row (two passes p^ = d p, s^ = d s)
+//   on CSR storage the CSR product replaces the ELL one
 // An iteration's time is the difference between solves of 1 + K and 1
 // iterations, divided by K (allocation and the initial residual cancel).
+// Rates are given as fractions of a copy whose arrays are larger than the
+// last-level cache, measured once at the start.
+//
+// Where Eigen is found, its ConjugateGradient and BiCGSTAB (identity and
+// diagonal preconditioner, lower and upper triangle used) run on the same
+// matrix in the same process, timed the same way, and a ratio line gives
+// library time / Eigen time per iteration.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -26,6 +36,10 @@
 #include "bench_common.h"
 #if RVZGPU_BACKEND_CUDA
 #include <cusparse.h>
+#endif
+#if RVZGPU_BENCH_EIGEN
+#include <Eigen/IterativeLinearSolvers>
+#include <Eigen/SparseCore>
 #endif
 
 using rvzbench::MedianSeconds;
@@ -83,6 +97,45 @@ rvzmodel::CsrMatrix PoissonOfSize(int n)
     return rvzmodel::Poisson3D(g, g, g);
 }
 
+#if RVZGPU_BENCH_EIGEN
+using EigenMatrix = Eigen::SparseMatrix<double, Eigen::RowMajor, int>;
+
+EigenMatrix ToEigen(const rvzmodel::CsrMatrix& m)
+{
+    const Eigen::Map<const EigenMatrix> view(m.n, m.n, m.nna(), m.ia.data(), m.ja.data(), m.aa.data());
+    return EigenMatrix(view);
+}
+
+// Seconds per iteration of an Eigen solver on A x = 1 from x = 0, the
+// tolerance out of reach: solves of 1 + K and of 1 iterations, as for the
+// library's solvers.
+template <class Solver>
+double EigenIterationSeconds(const EigenMatrix& a, int K, int runs)
+{
+    Solver solver;
+    solver.setTolerance(1e-300);
+    solver.compute(a);
+    const Eigen::VectorXd b = Eigen::VectorXd::Ones(a.rows());
+    Eigen::VectorXd x(a.rows());
+    auto solve = [&](int maxIter) {
+        solver.setMaxIterations(maxIter);
+        return MedianSeconds(runs, [&] { x = solver.solve(b); });
+    };
+    return (solve(1 + K) - solve(1)) / K;
+}
+
+template <class Preconditioner>
+using EigenCG = Eigen::ConjugateGradient<EigenMatrix, Eigen::Lower | Eigen::Upper, Preconditioner>;
+template <class Preconditioner>
+using EigenBiCG = Eigen::BiCGSTAB<EigenMatrix, Preconditioner>;
+
+void RatioLine(int n, const char* what, double library, double eigen)
+{
+    std::printf("%-10d %-22s %12.2f  (library time / Eigen time per iteration)\n", n, what, library / eigen);
+    std::fflush(stdout);
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -97,6 +150,7 @@ int main(int argc, char** argv)
 
     std::printf("device: %s\n", prop.name);
     rvzbench::RateTable table("n", 22);
+    table.StreamingCopyRow(tool, gpu ? 21 : 7);
     for (int requested : sizes) {
         const rvzmodel::CsrMatrix m = PoissonOfSize(requested);
         const int n = m.n;
@@ -122,7 +176,6 @@ int main(int argc, char** argv)
         double* sol = Upload(tool, std::vector<double>(static_cast<size_t>(new_nnu), 0.0));
         const int runs = n >= 10000000 ? 7 : 21;
 
-        table.CopyRow(tool, runs, n, n, y, x);
         const double ellProduct = 12.0 * ncol * new_nnu + 16.0 * n;
         const double csrBytes = 4.0 * n + 12.0 * m.nna() + 16.0 * n;
         const double csrSeconds = MedianSeconds(runs, [&] {
@@ -144,24 +197,59 @@ int main(int argc, char** argv)
 
         // Iterations: solves of 1 + K and of 1 iterations, tolerance out of reach.
         const int K = gpu ? 50 : (n >= 1000000 ? 10 : 30);
+        const int solveRuns = gpu ? 5 : 3;
         double resIn = 0, resOut = 0;
         int iter = 0;
-        auto cg = [&](int maxIter) {
-            return MedianSeconds(gpu ? 5 : 3, [&] {
-                tool.ZeroDeviceMemory(new_nnu, sol);
-                Quietly([&] { tool.CG_ELL(n, ncol, indexD, valuesD, b, sol, 1e-300, resIn, resOut, iter, maxIter, 0); });
-            });
-        };
-        table.Row(n, "CG iteration (ELL)", (cg(1 + K) - cg(1)) / K, ellProduct + 128.0 * n);
-        auto bicg = [&](int maxIter) {
-            return MedianSeconds(gpu ? 5 : 3, [&] {
-                tool.ZeroDeviceMemory(new_nnu, sol);
-                Quietly([&] {
-                    tool.BiCGSTAB_ELL(n, ncol, indexD, valuesD, b, sol, 1e-300, resIn, resOut, iter, maxIter, 0);
+        // Seconds per iteration of a library solve(maxIter, preconditioner).
+        auto perIteration = [&](auto solve, int preconditioner) {
+            auto timed = [&](int maxIter) {
+                return MedianSeconds(solveRuns, [&] {
+                    tool.ZeroDeviceMemory(new_nnu, sol);
+                    Quietly([&] { solve(maxIter, preconditioner); });
                 });
-            });
+            };
+            return (timed(1 + K) - timed(1)) / K;
         };
-        table.Row(n, "BiCGSTAB iter. (ELL)", (bicg(1 + K) - bicg(1)) / K, 2 * ellProduct + 208.0 * n);
+        auto cgEll = [&](int maxIter, int p) {
+            tool.CG_ELL(n, ncol, indexD, valuesD, b, sol, 1e-300, resIn, resOut, iter, maxIter, p);
+        };
+        auto cgCsr = [&](int maxIter, int p) {
+            tool.CG_CSR(n, m.nna(), iaD, jaD, aaD, b, sol, 1e-300, resIn, resOut, iter, maxIter, p);
+        };
+        auto bicgEll = [&](int maxIter, int p) {
+            tool.BiCGSTAB_ELL(n, ncol, indexD, valuesD, b, sol, 1e-300, resIn, resOut, iter, maxIter, p);
+        };
+        auto bicgCsr = [&](int maxIter, int p) {
+            tool.BiCGSTAB_CSR(n, m.nna(), iaD, jaD, aaD, b, sol, 1e-300, resIn, resOut, iter, maxIter, p);
+        };
+        const double cgBytes = ellProduct + 128.0 * n;
+        const double bicgBytes = 2 * ellProduct + 208.0 * n;
+        const double cgEllPlain = perIteration(cgEll, 0);
+        table.Row(n, "CG iteration (ELL)", cgEllPlain, cgBytes);
+        const double cgEllJacobi = perIteration(cgEll, 1);
+        table.Row(n, "JCG iteration (ELL)", cgEllJacobi, cgBytes + 40.0 * n);
+        const double cgCsrJacobi = perIteration(cgCsr, 1);
+        table.Row(n, "JCG iteration (CSR)", cgCsrJacobi, cgBytes + 40.0 * n - ellProduct + csrBytes);
+        const double bicgEllPlain = perIteration(bicgEll, 0);
+        table.Row(n, "BiCGSTAB iter. (ELL)", bicgEllPlain, bicgBytes);
+        const double bicgCsrJacobi = perIteration(bicgCsr, 1);
+        table.Row(n, "BiJCGSTAB iter. (CSR)", bicgCsrJacobi, bicgBytes - 2 * ellProduct + 2 * csrBytes + 48.0 * n);
+#if RVZGPU_BENCH_EIGEN
+        {
+            const EigenMatrix a = ToEigen(m);
+            const double eigenCg = EigenIterationSeconds<EigenCG<Eigen::IdentityPreconditioner>>(a, K, solveRuns);
+            const double eigenJcg = EigenIterationSeconds<EigenCG<Eigen::DiagonalPreconditioner<double>>>(a, K, solveRuns);
+            const double eigenJbicg =
+                EigenIterationSeconds<EigenBiCG<Eigen::DiagonalPreconditioner<double>>>(a, K, solveRuns);
+            table.Row(n, "Eigen CG iteration", eigenCg, csrBytes + 128.0 * n);
+            table.Row(n, "Eigen JCG iteration", eigenJcg, csrBytes + 168.0 * n);
+            table.Row(n, "Eigen BiJCGSTAB iter.", eigenJbicg, 2 * csrBytes + 256.0 * n);
+            RatioLine(n, "CG (ELL) ratio", cgEllPlain, eigenCg);
+            RatioLine(n, "JCG (ELL) ratio", cgEllJacobi, eigenJcg);
+            RatioLine(n, "JCG (CSR) ratio", cgCsrJacobi, eigenJcg);
+            RatioLine(n, "BiJCGSTAB (CSR) ratio", bicgCsrJacobi, eigenJbicg);
+        }
+#endif
 
         for (int* p : {iaD, jaD, indexD}) tool.FreeDeviceMemory(p);
         for (double* p : {aaD, valuesD, x, y, b, sol}) tool.FreeDeviceMemory(p);

@@ -22,6 +22,40 @@ endif()
 set(RVZGPU_CXX_FP_FLAGS -ffp-contract=off)
 set(RVZGPU_CUDA_FP_FLAGS --fmad=false)
 
+# Hardware fused multiply-add on the host backend. Kernels write fma()
+# themselves wherever they fuse; without -mfma GCC calls libm's fma through
+# the PLT for each one, which neither inlines nor vectorises. fma() is exact
+# either way (one rounding), so the choice changes speed, never bits.
+#   AUTO  use -mfma when the machine that configures the build runs FMA code
+#   ON    always (the build then runs only on CPUs with FMA)
+#   OFF   never
+set(RVZGPU_HOST_FMA AUTO CACHE STRING "Host backend: compile with -mfma (AUTO, ON, OFF)")
+set_property(CACHE RVZGPU_HOST_FMA PROPERTY STRINGS AUTO ON OFF)
+set(RVZGPU_HOST_ARCH_FLAGS)
+if(NOT RVZGPU_BACKEND_CUDA)
+  if(RVZGPU_HOST_FMA STREQUAL "AUTO")
+    include(CheckCXXSourceRuns)
+    set(CMAKE_REQUIRED_FLAGS -mfma)
+    check_cxx_source_runs([=[
+      #include <cmath>
+      int main()
+      {
+          if (!__builtin_cpu_supports("fma")) return 1;
+          volatile double a = 1.0 + 0x1p-30, b = 1.0 - 0x1p-30, c = -1.0;
+          return std::fma(a, b, c) == -0x1p-60 ? 0 : 1;
+      }]=] RVZGPU_HOST_RUNS_FMA)
+    unset(CMAKE_REQUIRED_FLAGS)
+    if(RVZGPU_HOST_RUNS_FMA)
+      set(RVZGPU_HOST_ARCH_FLAGS -mfma)
+    endif()
+  elseif(RVZGPU_HOST_FMA STREQUAL "ON")
+    set(RVZGPU_HOST_ARCH_FLAGS -mfma)
+  elseif(NOT RVZGPU_HOST_FMA STREQUAL "OFF")
+    message(FATAL_ERROR "RVZGPU_HOST_FMA must be AUTO, ON or OFF, not '${RVZGPU_HOST_FMA}'")
+  endif()
+  message(STATUS "RVZGPU host backend fused multiply-add: ${RVZGPU_HOST_FMA} -> '${RVZGPU_HOST_ARCH_FLAGS}'")
+endif()
+
 # Thrust for the host backend: the CUDA toolkit's CCCL headers when a
 # toolkit is installed, else Debian's libthrust-dev.
 function(rvzgpu_find_host_thrust out_var)
@@ -50,7 +84,11 @@ function(rvzgpu_target_flags target)
     $<$<COMPILE_LANGUAGE:CUDA>:${RVZGPU_CUDA_FP_FLAGS} --expt-relaxed-constexpr -Xcompiler=-ffp-contract=off>)
   if(NOT RVZGPU_BACKEND_CUDA)
     # Thread-local launch indices are read in every kernel thread: keep them
-    # a single instruction away.
-    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-ftls-model=initial-exec>)
+    # a single instruction away. Kernels are global functions and the code
+    # is position-independent; without -fno-semantic-interposition GCC
+    # assumes a shared library could replace a kernel's body and never
+    # inlines it into its launcher's per-thread loop.
+    target_compile_options(${target} PRIVATE
+      $<$<COMPILE_LANGUAGE:CXX>:-ftls-model=initial-exec -fno-semantic-interposition ${RVZGPU_HOST_ARCH_FLAGS}>)
   endif()
 endfunction()

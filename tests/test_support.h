@@ -88,16 +88,25 @@ std::string CaptureOutput(F&& body)
 }
 
 // Runs `body` once for each OpenMP thread count and returns the results.
+// On the host backend every launch of more than one block then uses a
+// team, however small the test's sizes.
 template <class F>
 auto ForThreadCounts(const std::vector<int>& counts, F&& body)
 {
     const int saved = omp_get_max_threads();
+#if !RVZGPU_BACKEND_CUDA
+    const long long savedLimit = rvz::host::serial_launch_limit();
+    rvz::host::testing::set_serial_launch_limit(0);
+#endif
     std::vector<decltype(body())> results;
     for (int c : counts) {
         omp_set_num_threads(c);
         results.push_back(body());
     }
     omp_set_num_threads(saved);
+#if !RVZGPU_BACKEND_CUDA
+    rvz::host::testing::set_serial_launch_limit(savedLimit);
+#endif
     return results;
 }
 

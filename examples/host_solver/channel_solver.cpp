@@ -210,6 +210,16 @@ void Channel::Gradient(double* phi, double* gx, double* gy, double* gz)
     Ok(t_.Calc_GradCVCenter(nc_, d_.volume, gx, gy, gz, Blocks(nc_)), "Calc_GradCVCenter");
 }
 
+// Relative tolerances of the inner solves. An outer iteration only needs
+// each linear system reduced enough to make progress: the next outer
+// iteration rebuilds the systems from the updated fields, so converging
+// them further is work the outer loop throws away. The outer loop's own
+// test (continuity and velocity change below `tolerance`) decides the
+// accuracy of the result. Measured on the default duct: 1e-8 and 1e-10
+// took the same 54 outer iterations as these, to the same result digits.
+constexpr double kMomentumTolerance = 1e-1;
+constexpr double kPressureTolerance = 1e-2;
+
 // Jacobi BiCGSTAB on work vectors of new_nnu entries (the fields are
 // extended arrays, which may be shorter than new_nnu).
 void Channel::Solve(double* A, double* rhs, double* phi, double tol)
@@ -263,7 +273,7 @@ double Channel::Momentum()
         const std::vector<double> before = fields[c]->Download(nc_);
         Ok(t_.Calc_FinalCoeffRHS_Sfi(nc_, N_, nCol_, s_.relax_velocity, *fields[c], A_, APv_, *sources[c], cb),
            "Calc_FinalCoeffRHS_Sfi");
-        Solve(A_, *sources[c], *fields[c], 1e-8);
+        Solve(A_, *sources[c], *fields[c], kMomentumTolerance);
         const std::vector<double> after = fields[c]->Download(nc_);
         for (int i = 0; i < nc_; ++i) change = std::max(change, std::fabs(after[i] - before[i]));
     }
@@ -315,7 +325,7 @@ void Channel::PressureCorrection(double& continuity)
        "Calc_CheckSum");
     continuity = 0.0;
     for (double s : source_.Download()) continuity += std::fabs(s);
-    Solve(A_, source_, pp_, 1e-10);
+    Solve(A_, source_, pp_, kPressureTolerance);
 
     Ok(t_.Calc_UpdateBoundaryPP_Wall(nw, Wall().slot, Wall().cell, closed_, pp_, Blocks(nw)), "UpdateBoundary pp");
     Ok(t_.Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL(ni, In().slot, In().cell, pp_, Blocks(ni)),

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -16,15 +17,15 @@
 
 #include "host_test_hooks.h"
 
-thread_local uint3 threadIdx = {0, 0, 0};
-thread_local uint3 blockIdx = {0, 0, 0};
-thread_local dim3 blockDim;
-thread_local dim3 gridDim;
+__thread uint3 threadIdx = {0, 0, 0};
+__thread uint3 blockIdx = {0, 0, 0};
+__thread dim3 blockDim;
+__thread dim3 gridDim;
 
 namespace rvz {
 namespace host {
 
-thread_local bool inBlockLaunch = false;
+__thread bool inBlockLaunch = false;
 
 namespace {
 
@@ -155,9 +156,35 @@ bool begin_launch(const dim3& grid, const dim3& block, size_t sharedBytes)
     return true;
 }
 
-int launch_threads(long long blocks)
+namespace {
+
+// -1 until first read; launches may come from several host threads.
+std::atomic<long long> serialLimit{-1};
+
+long long limit_from_environment()
 {
-    if (omp_in_parallel()) return 1;
+    const char* text = std::getenv("RVZGPU_HOST_SERIAL_BELOW");
+    if (text == nullptr || *text == '\0') return kSerialLaunchLimit;
+    char* end = nullptr;
+    const long long v = std::strtoll(text, &end, 10);
+    return end != text && *end == '\0' && v >= 0 ? v : kSerialLaunchLimit;
+}
+
+}  // namespace
+
+long long serial_launch_limit()
+{
+    long long limit = serialLimit.load(std::memory_order_relaxed);
+    if (limit < 0) {
+        limit = limit_from_environment();
+        serialLimit.store(limit, std::memory_order_relaxed);
+    }
+    return limit;
+}
+
+int launch_threads(long long blocks, long long threads)
+{
+    if (omp_in_parallel() || blocks <= 1 || threads < serial_launch_limit()) return 1;
     const int available = omp_get_max_threads();
     return static_cast<int>(std::max<long long>(1, std::min<long long>(available, blocks)));
 }
@@ -167,6 +194,8 @@ namespace testing {
 void inject_launch_faults(int count, cudaError_t code, int skip) { launchFaults = FaultPlan{skip, count, code}; }
 
 void inject_alloc_faults(int count, cudaError_t code, int skip) { allocFaults = FaultPlan{skip, count, code}; }
+
+void set_serial_launch_limit(long long threads) { serialLimit.store(threads, std::memory_order_relaxed); }
 
 void clear_faults()
 {

@@ -126,11 +126,14 @@ cudaError_t cudaStreamCreate(cudaStream_t* stream);
 cudaError_t cudaStreamDestroy(cudaStream_t stream);
 cudaError_t cudaStreamSynchronize(cudaStream_t stream);
 
-// Launch indices of the running kernel thread, as CUDA names them.
-extern thread_local uint3 threadIdx;
-extern thread_local uint3 blockIdx;
-extern thread_local dim3 blockDim;
-extern thread_local dim3 gridDim;
+// Launch indices of the running kernel thread, as CUDA names them. Declared
+// __thread (constant-initialised thread-local storage): a C++ thread_local
+// of class type is reached through an initialisation wrapper in every
+// translation unit but its own, a test and a call on each access.
+extern __thread uint3 threadIdx;
+extern __thread uint3 blockIdx;
+extern __thread dim3 blockDim;
+extern __thread dim3 gridDim;
 
 namespace rvz {
 namespace host {
@@ -140,12 +143,20 @@ namespace host {
 // error holds the reason and the launch is skipped.
 bool begin_launch(const dim3& grid, const dim3& block, size_t sharedBytes);
 
-// Number of OpenMP threads used to spread the blocks of one launch.
-int launch_threads(long long blocks);
+// Number of OpenMP threads used to spread the blocks of one launch of
+// `threads` kernel threads: 1 inside a parallel region and for launches
+// below serial_launch_limit() threads, else up to one per block.
+int launch_threads(long long blocks, long long threads);
+
+// Launches of fewer kernel threads than this run on the calling thread. The
+// environment variable RVZGPU_HOST_SERIAL_BELOW sets it (0: every launch
+// with more than one block uses a team); the default is kSerialLaunchLimit.
+constexpr long long kSerialLaunchLimit = 32768;
+long long serial_launch_limit();
 
 // Set while a block-level kernel runs: its threads are walked by the
 // block primitives rather than by the launcher.
-extern thread_local bool inBlockLaunch;
+extern __thread bool inBlockLaunch;
 
 void set_last_error(cudaError_t code);
 

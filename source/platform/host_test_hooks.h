@@ -19,6 +19,10 @@ void inject_alloc_faults(int count, cudaError_t code, int skip = 0);
 
 void clear_faults();
 
+// Launches below `threads` kernel threads run without a parallel region; the
+// thread-count tests set 0 so that every launch of theirs uses a team.
+void set_serial_launch_limit(long long threads);
+
 // Device and page-locked allocations not yet freed.
 size_t live_allocations();
 

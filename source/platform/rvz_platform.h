@@ -52,40 +52,65 @@ inline T __ldg(const T* p)
 namespace rvz {
 namespace host {
 
+// Runs one block: a block kernel once (its primitives walk the threads), a
+// thread kernel once per thread in x-fastest order. A one-dimensional block
+// (every launch of the library) takes the single loop, which the compiler
+// can unroll. Flattened: the kernel, when its body is visible here, and
+// everything it calls are inlined into the per-thread loop.
+template <auto Kernel, bool PerBlock, class... Args>
+__attribute__((flatten)) inline void run_block(long long linear, const dim3& g, const dim3& b, Args&... args)
+{
+    gridDim = g;
+    blockDim = b;
+    blockIdx.x = static_cast<unsigned>(linear % g.x);
+    blockIdx.y = static_cast<unsigned>((linear / g.x) % g.y);
+    blockIdx.z = static_cast<unsigned>(linear / (static_cast<long long>(g.x) * g.y));
+    threadIdx = uint3{0, 0, 0};
+    if constexpr (PerBlock) {
+        inBlockLaunch = true;
+        Kernel(args...);
+        inBlockLaunch = false;
+    } else if (b.y == 1 && b.z == 1) {
+        for (unsigned tx = 0; tx < b.x; ++tx) {
+            threadIdx.x = tx;
+            Kernel(args...);
+        }
+        threadIdx.x = 0;
+    } else {
+        for (unsigned tz = 0; tz < b.z; ++tz)
+            for (unsigned ty = 0; ty < b.y; ++ty)
+                for (unsigned tx = 0; tx < b.x; ++tx) {
+                    threadIdx = uint3{tx, ty, tz};
+                    Kernel(args...);
+                }
+    }
+}
+
 template <auto Kernel, bool PerBlock>
 struct Launch {
     dim3 grid;
     dim3 block;
     size_t shared;
 
+    // Blocks are independent and each is run whole by one OpenMP thread, so
+    // the results do not depend on the thread count. Launches too small to
+    // pay for waking a team run on the calling thread, without a parallel
+    // region.
     template <class... Args>
-    void operator()(Args&&... args) const
+    __attribute__((flatten)) void operator()(Args&&... args) const
     {
         if (!begin_launch(grid, block, shared)) return;
         const long long blocks = static_cast<long long>(grid.x) * grid.y * grid.z;
+        const long long threadsPerBlock = static_cast<long long>(block.x) * block.y * block.z;
         const dim3 g = grid;
         const dim3 b = block;
-#pragma omp parallel for schedule(static) num_threads(launch_threads(blocks))
-        for (long long linear = 0; linear < blocks; ++linear) {
-            gridDim = g;
-            blockDim = b;
-            blockIdx.x = static_cast<unsigned>(linear % g.x);
-            blockIdx.y = static_cast<unsigned>((linear / g.x) % g.y);
-            blockIdx.z = static_cast<unsigned>(linear / (static_cast<long long>(g.x) * g.y));
-            threadIdx = uint3{0, 0, 0};
-            if constexpr (PerBlock) {
-                inBlockLaunch = true;
-                Kernel(args...);
-                inBlockLaunch = false;
-            } else {
-                for (unsigned tz = 0; tz < b.z; ++tz)
-                    for (unsigned ty = 0; ty < b.y; ++ty)
-                        for (unsigned tx = 0; tx < b.x; ++tx) {
-                            threadIdx = uint3{tx, ty, tz};
-                            Kernel(args...);
-                        }
-            }
+        const int team = launch_threads(blocks, blocks * threadsPerBlock);
+        if (team == 1) {
+            for (long long linear = 0; linear < blocks; ++linear) run_block<Kernel, PerBlock>(linear, g, b, args...);
+            return;
         }
+#pragma omp parallel for schedule(static) num_threads(team)
+        for (long long linear = 0; linear < blocks; ++linear) run_block<Kernel, PerBlock>(linear, g, b, args...);
     }
 };
 
