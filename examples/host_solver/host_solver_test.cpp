@@ -15,6 +15,7 @@
 #include "channel_solver.h"
 #include "duct_analytic.h"
 #include "settings.h"
+#include "test_support.h"
 
 namespace {
 
@@ -140,13 +141,8 @@ TEST(ChannelRun, SameFieldsBitForBitWithOneAndTwoThreads)
 {
     channel::Settings s = CoarseDuct(12, 7);
     s.max_iterations = 8;
-    const int saved = omp_get_max_threads();
-    std::vector<channel::Result> runs;
-    for (int threads : {1, 2}) {
-        omp_set_num_threads(threads);
-        runs.push_back(channel::RunChannel(*gTool, s, nullptr));
-    }
-    omp_set_num_threads(saved);
+    const std::vector<channel::Result> runs =
+        rvztest::ForThreadCounts({1, 2}, [&] { return channel::RunChannel(*gTool, s, nullptr); });
     const auto same = [](const std::vector<double>& a, const std::vector<double>& b) {
         return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
     };
