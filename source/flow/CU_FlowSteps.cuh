@@ -1,7 +1,8 @@
-// Launch helpers of the momentum and pressure-correction families: one
-// collect or update step of the shared face-to-cell accumulation followed
-// by its status check. Inline host functions over the kernels of
-// CUK_Accumulate.cuh; included by CU_CalcUVW.cu and CU_CalcPP.cu.
+// Launch helpers of the assembly families (momentum, pressure correction,
+// volume fraction): one collect or update step of the shared face-to-cell
+// accumulation followed by its status check. Inline host functions over the
+// kernels of CUK_Accumulate.cuh; included by the .cu files of every assembly
+// family.
 #pragma once
 
 #include "platform/rvz_platform.h"
@@ -48,6 +49,18 @@ int CollectConservativePair(int nFaces, int new_nnu, const int* Px, const int* P
 {
     RVZ_LAUNCH(Kernel_CollectConservativePair<S>, faceGrid, kBlockSize, 0, 0)
     (nFaces, new_nnu, Px, Py, Ex, Ey, values, AELLDtemp);
+    return CheckStep(message, device);
+}
+
+// Independent pair: +vP[f] (Plus) or -vP[f] (Minus) to the owner, vE[f]
+// to the neighbour.
+template <Sign S>
+int CollectIndependentPair(int nFaces, int new_nnu, const int* Px, const int* Py, const int* Ex, const int* Ey,
+                           const double* vP, const double* vE, double* AELLDtemp, int faceGrid, const char* message,
+                           int device)
+{
+    RVZ_LAUNCH(Kernel_CollectIndependentPair<S>, faceGrid, kBlockSize, 0, 0)
+    (nFaces, new_nnu, Px, Py, Ex, Ey, vP, vE, AELLDtemp);
     return CheckStep(message, device);
 }
 
