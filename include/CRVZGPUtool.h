@@ -920,7 +920,7 @@ public:
 
     // ---------------------------------------------------------------------
     // Volume fraction: donor Courant numbers, cell fill rate, fill-volume
-    // bookkeeping and front update
+    // bookkeeping and front update, the volume-fraction equation
     // ---------------------------------------------------------------------
     // @FILLING-BEGIN
     //
@@ -1068,6 +1068,83 @@ public:
     // "Calc_FVolUpdate_nfront failed".
     int Calc_FVolUpdate_nfront(int nCells, double FCRI, double* VolFD, int* buffer, int grid, int nLevels,
                                const int* count, const int* offset, int total, const int* size, int& nfront);
+    // The volume-fraction equation of one time step. Upwind face
+    // coefficients with their matrix sign (aED = m when m <= 0, aWD = -m
+    // when m > 0, from mfeD) and the CICSAM blending factor BetafD of each
+    // face: donor D the owner when m >= 0; far-upwind value phi_U = phi_A -
+    // 2 d.grad(phi)_D clamped to [0, 1]; normalised donor value; the
+    // convection-boundedness and ULTIMATE-QUICKEST bounds with the donor's
+    // Courant number CourantNoD, weighted by 0.8 cos^2 of the angle between
+    // d and the donor gradient. In the same pass, the two front sums over
+    // faces whose donor value lies within 0.2 of FCRI (strictly): CeMax =
+    // sum Co_D V_D and FrontVol = sum V_D, reduced with the level table of
+    // nFaces in the two scratch buffers (`total` doubles each, cleared
+    // here; collecting passes of 512 entries) and copied to the host. The
+    // unnamed arguments keep the host solver's order and are not read.
+    // Messages "Calc_InnerFluxVolF_aEaW failed",
+    // "Calc_InnerFluxVolF_Betaf_temp_CeMax failed"; returns the status of
+    // the blending-factor launch. Distinct cell centres are required (the
+    // angle divides by |d| unguarded).
+    int Calc_InnerFluxVolF(int nFaces, int, int, int, int* ijCVPD, int* ijCVED, double* CourantNoD, double* dVF_dxD,
+                           double* dVF_dyD, double* dVF_dzD, double* xcD, double* ycD, double* zcD, double* VolFD,
+                           double* volumeD, double* BetafD, double* mfeD, double* aED, double* aWD, double*,
+                           double* tempD, double* CeMaxNextLevel_D, double* FrontVolNextLevel_D, int*, int*, int*,
+                           int*, double*, double FCRI, int, int faceGrid, int nLevels, const int* count,
+                           const int* offset, int total, const int* size, double& CeMax, double& FrontVol);
+    // The partition-face form: aED only ("Calc_InnerFluxVolF_aE failed"),
+    // otherwise as Calc_InnerFluxVolF.
+    int Calc_InnerFluxVolF_Par(int nFaces, int, int, int, int* ijCVPD, int* ijCVED, double* CourantNoD,
+                               double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, double* xcD, double* ycD,
+                               double* zcD, double* VolFD, double* volumeD, double* BetafD, double* mfeD, double* aED,
+                               double*, double* tempD, double* CeMaxNextLevel_D, double* FrontVolNextLevel_D, int*,
+                               int*, int*, int*, double*, int*, double FCRI, int, int faceGrid, int nLevels,
+                               const int* count, const int* offset, int total, const int* size, double& CeMax,
+                               double& FrontVol);
+    // Inlet faces (listed rows Map2CellPD): the boundary value VolFD[ijInletD]
+    // becomes MELT whatever the flux; with a = min(MassFluxInletD, 0), SuD
+    // gains -a MELT and CellFRD gains -a, and CBD = a. Clears all of
+    // AELLDtemp between the two sums. Messages
+    // "Calc_Vfconv_InletBC_CellFRtemp_Sutemp_CB failed",
+    // "Calc_Vfconv_InletBC_Su failed", "Calc_Vfconv_InletBC_Su_Update
+    // failed", "Calc_Vfconv_InletBC_CellFR failed",
+    // "Calc_Vfconv_InletBC_CellFR_Update failed".
+    int Calc_Vfconv_InletBC_CellFR_Su_CB(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* ijInletD,
+                                         double* MassFluxInletD, double* VolFD, double MELT, double* tempSuD,
+                                         double* tempCellFRD, double* CBD, double* SuD, double* CellFRD,
+                                         int* MapFace2CellPxD, int* MapFace2CellPyD, double* AELLDtemp,
+                                         int* Map2CellPD, int faceGrid, int cellGrid);
+    // The inlet cells' diagonals gain -CBD. Messages "Calc_Vfconv_InletAi
+    // failed", "Calc_Vfconv_InletAi_Update_Opt failed".
+    int Calc_Vfconv_InletAi(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                            int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD, int* Map2CellPD,
+                            int faceGrid, int cellGrid);
+    // Crank-Nicolson time term, rows 0 .. nnu-1: the off-diagonal entries
+    // are halved in place (a second call halves them again), the diagonal
+    // gains a0 = V/dt, and SuD gains S VolF0D[r] - sum(half_j
+    // VolF0D[indexELLD_j]) with S = a0 + sum of the halved entries (empty
+    // columns, index -1, add nothing to the second sum). dt > 0 is not
+    // checked. Reports "Calc_Vfconv_UnsteadyTermContribution failed".
+    int Calc_Vfconv_UnsteadyTermContribution(int nnu, int new_nnu, int NColumnPerRow, double* volumeD, double dt,
+                                             double* AELLD, double* SuD, double* VolF0D, int* indexELLD,
+                                             int cellGrid);
+    // Under-relaxed diagonal, rows 0 .. nnu-1: diag = (AD - sum of the
+    // off-diagonal entries) / relax replaces the diagonal, SfiD += (1 -
+    // relax) diag VolFD. It overwrites what earlier steps added to the
+    // diagonal. relax > 0 is not checked. Reports "Calc_Vfconv_FinalCoeff
+    // failed".
+    int Calc_Vfconv_FinalCoeff(int nnu, int new_nnu, int NColumnPerRow, double relax, double* VolFD, double* AELLD,
+                               double* AD, double* SfiD, int cellGrid);
+    // Zero-gradient boundary values: VolFD[ijWallD] = VolFD[ijWallCVD].
+    // Reports "Calc_Vfconv_VolF_WallBC failed".
+    int Calc_Vfconv_VolF_WallBC(int nFaces, int* ijWallCVD, int* ijWallD, double* VolFD, int grid);
+    // The same on symmetry planes. Reports "Calc_Vfconv_VolF_Symm failed".
+    int Calc_Vfconv_VolF_Symm(int nFaces, int* ijSymmCVD, int* ijSymmD, double* VolFD, int grid);
+    // Face values from the blending factors: donor D (the owner when
+    // MassFluxD >= 0) and acceptor A, VFeD = clamp((1 - beta)(phi_D +
+    // phi0_D)/2 + beta (phi_A + phi0_A)/2, 0, 1). Reports
+    // "Calc_Vfconv_UpdateCellFaceValue failed".
+    int Calc_Vfconv_UpdateCellFaceValue(int nFaces, int* ijCVPD, int* ijCVED, double* MassFluxD, double* BetafeD,
+                                        double* VolFD, double* VolF0D, double* VFeD, int grid);
     // @FILLING-END
 
 private:

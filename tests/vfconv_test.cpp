@@ -377,6 +377,246 @@ TEST(VfconvStatistics, LargeFieldAgainstAnIndependentSum)
 }
 
 // ---------------------------------------------------------------------------
+// Volume-fraction equation
+// ---------------------------------------------------------------------------
+
+// Inputs of the face coefficients and blending factors of a box mesh.
+struct VolFFaces {
+    const BoxMesh& m;
+    DeviceMesh d;
+    std::unique_ptr<DeviceArray<double>> co, gx, gy, gz, volf, mfe, beta, aE, aW, ceMax, frontVol;
+    int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};
+    VolFFaces(const BoxMesh& mesh, const std::vector<double>& Co, const std::vector<double>& grad_x,
+              const std::vector<double>& grad_y, const std::vector<double>& phi, const std::vector<double>& flux)
+        : m(mesh), d(mesh), co(Up(Co)), gx(Up(grad_x)), gy(Up(grad_y)), gz(Up(std::vector<double>(mesh.nCells, 0.0))),
+          volf(Up(phi)), mfe(Up(flux)), beta(Up(std::vector<double>(mesh.nFaces, -9.0))),
+          aE(Up(std::vector<double>(mesh.nFaces, -9.0))), aW(Up(std::vector<double>(mesh.nFaces, -9.0)))
+    {
+        EXPECT_EQ(Tool().GetSizeOfBlock(mesh.nFaces, total, nLevels, count, size, offset), 0);
+        ceMax = Up(std::vector<double>(total, 5e200));
+        frontVol = Up(std::vector<double>(total, -5e200));
+    }
+    // Returns (CeMax, FrontVol).
+    std::pair<double, double> Run(double fcri, bool partition = false)
+    {
+        double ce = -1.0, fv = -1.0;
+        int status = -1;
+        DeviceArray<double> temp(m.nFaces);
+        if (partition)
+            status = Tool().Calc_InnerFluxVolF_Par(m.nFaces, 0, 0, 0, *d.P, *d.E, *co, *gx, *gy, *gz, *d.xc, *d.yc,
+                                                   *d.zc, *volf, *d.volume, *beta, *mfe, *aE, nullptr, temp, *ceMax,
+                                                   *frontVol, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                                   fcri, 0, flowtest::Blocks(m.nFaces), nLevels, count, offset,
+                                                   total, size, ce, fv);
+        else
+            status = Tool().Calc_InnerFluxVolF(m.nFaces, 0, 0, 0, *d.P, *d.E, *co, *gx, *gy, *gz, *d.xc, *d.yc, *d.zc,
+                                               *volf, *d.volume, *beta, *mfe, *aE, *aW, nullptr, temp, *ceMax,
+                                               *frontVol, nullptr, nullptr, nullptr, nullptr, nullptr, fcri, 0,
+                                               flowtest::Blocks(m.nFaces), nLevels, count, offset, total, size, ce,
+                                               fv);
+        EXPECT_EQ(status, 0);
+        return {ce, fv};
+    }
+};
+
+// Three cells in a row, unit spacing, volumes 1, 2, 4. Face 0|1 flows
+// forward (donor 0), face 1|2 backward (donor 2).
+BoxMesh Row3Volumes()
+{
+    BoxMesh m(3, 1, 1);
+    m.volume = {1.0, 2.0, 4.0};
+    return m;
+}
+
+TEST(VfconvEquation, BlendingFactorByHandOnBothFlowDirections)
+{
+    const BoxMesh m = Row3Volumes();
+    VolFFaces v(m, {0.3, 0.0, 0.2}, {0.2, 0.0, -0.3}, {0.0, 0.0, 0.4}, {0.6, 0.9, 0.4}, {1.0, -1.0});
+    const auto [ce, fv] = v.Run(0.5);
+    const std::vector<double> beta = v.beta->Download();
+    // Face 0: d = (1,0,0), g = (0.2,0,0): phi_U = 0.9 - 0.4 = 0.5, donor
+    // value 0.25, cos = 1 (weight 0.8); CBC = 0.25/0.3, UQ = (8*0.3*0.25 +
+    // 0.7*(6*0.25+3))/8 = 0.46875.
+    const double f0 = 0.8 * (0.25 / 0.3) + 0.2 * 0.46875;
+    EXPECT_NEAR(beta[0], (f0 - 0.25) / 0.75, 1e-14);
+    // Face 1: donor cell 2, d = (-1,0,0), g = (-0.3,0.4,0): d.g = 0.3,
+    // phi_U = 0.3, donor value 1/6, cos = 0.6 (weight 0.288); Co = 0.2:
+    // CBC = (1/6)/0.2, UQ = (8*0.2/6 + 0.8*4)/8.
+    const double cbc = (1.0 / 6.0) / 0.2, uq = (8.0 * 0.2 / 6.0 + 0.8 * 4.0) / 8.0;
+    const double f1 = 0.288 * cbc + 0.712 * uq;
+    EXPECT_NEAR(beta[1], (f1 - 1.0 / 6.0) / (5.0 / 6.0), 1e-14);
+    // Upwind coefficients with their matrix sign.
+    EXPECT_EQ(v.aE->Download(), (std::vector<double>{0.0, -1.0}));
+    EXPECT_EQ(v.aW->Download(), (std::vector<double>{-1.0, 0.0}));
+    // Both donors (0.6 and 0.4) lie within 0.2 of 0.5: Co V and V of each.
+    EXPECT_NEAR(ce, 0.3 * 1.0 + 0.2 * 4.0, 1e-15);
+    EXPECT_EQ(fv, 5.0);
+    // The partition form gives the same factors and sums, leaving aW alone.
+    v.beta->Upload(std::vector<double>(2, -9.0));
+    v.aW->Upload(std::vector<double>(2, 7.0));
+    const auto par = v.Run(0.5, true);
+    EXPECT_EQ(v.beta->Download(), beta);
+    EXPECT_EQ(par, std::make_pair(ce, fv));
+    EXPECT_EQ(v.aW->Download(), (std::vector<double>{7.0, 7.0}));
+}
+
+TEST(VfconvEquation, BlendingFactorEdgeCases)
+{
+    const BoxMesh m = Row3Volumes();
+    // A uniform field: donor value 0, beta 0. 0.5 lies exactly 0.2 from 0.3:
+    // not a front face.
+    ASSERT_EQ(0.5 - 0.3, 0.2);
+    VolFFaces u(m, {0.3, 0.3, 0.3}, {0, 0, 0}, {0, 0, 0}, {0.5, 0.5, 0.5}, {1.0, 0.0});
+    EXPECT_EQ(u.Run(0.3), std::make_pair(0.0, 0.0));
+    EXPECT_EQ(u.beta->Download(), (std::vector<double>{0.0, 0.0}));
+    // m = 0 takes the owner as donor: face 1|2 with donor 1 (0.6, Co 0) and
+    // acceptor 2 (1.0), zero gradient: phi_U = 1, donor value far outside
+    // [0, 1], beta 0. Face 0|1 (donor 0 = 0.2, Co 0, g = 0.1): phi_U = 0.4,
+    // donor value < 0, beta 0 as well. Only face 1|2 is a front face.
+    VolFFaces z(m, {0.0, 0.0, 0.9}, {0.1, 0.0, 0.0}, {0, 0, 0}, {0.2, 0.6, 1.0}, {1.0, 0.0});
+    EXPECT_EQ(z.Run(0.5), std::make_pair(0.0, 2.0));
+    EXPECT_EQ(z.beta->Download(), (std::vector<double>{0.0, 0.0}));
+    // Co = 0 with a donor value in (0, 1]: the bounded scheme gives 1, the
+    // other min(3(2 phi + 1)/8... , 1); g along d: weight 0.8.
+    VolFFaces c(m, {0.0, 0.0, 0.0}, {0.1, 0.0, 0.0}, {0, 0, 0}, {0.5, 0.6, 0.0}, {1.0, 0.0});
+    c.Run(0.5);
+    // phi_U = 0.4, donor value 0.5, UQ = (6*0.5+3)/8 = 0.75.
+    EXPECT_NEAR(c.beta->Download()[0], (0.8 * 1.0 + 0.2 * 0.75 - 0.5) / 0.5, 1e-14);
+}
+
+// 750 faces in three blocks of the first level: the front sums against
+// host sums over the faces.
+TEST(VfconvEquation, FrontSumsOverSeveralBlocks)
+{
+    const BoxMesh m(40, 10, 1);
+    const int n = m.nCells;
+    std::vector<double> phi = rvztest::RandomVector(n, 21, 0.0, 1.0), co = rvztest::RandomVector(n, 22, 0.0, 1.0);
+    std::vector<double> flux = rvztest::RandomVector(m.nFaces, 23, -1.0, 1.0);
+    VolFFaces v(m, co, rvztest::RandomVector(n, 24), rvztest::RandomVector(n, 25), phi, flux);
+    const double fcri = 0.5;
+    double ce = 0.0, fv = 0.0;
+    for (int f = 0; f < m.nFaces; ++f) {
+        const int D = flux[f] >= 0.0 ? m.P[f] : m.E[f];
+        if (std::fabs(phi[D] - fcri) < 0.2) {
+            ce += co[D] * m.volume[D];
+            fv += m.volume[D];
+        }
+    }
+    ASSERT_GE(v.nLevels, 3);
+    const auto [gotCe, gotFv] = v.Run(fcri);
+    EXPECT_NEAR(gotCe, ce, 1e-12 * ce);
+    EXPECT_NEAR(gotFv, fv, 1e-12 * fv);
+    EXPECT_GT(fv, 0.0);
+}
+
+TEST(VfconvEquation, InletSourceFillRateAndDiagonal)
+{
+    Row3 r;
+    // Inlet faces on the -x side of cell 0 (scratch column 0) and the +x
+    // side of cell 2; the second carries an outflow.
+    const flowtest::BoundaryList b = r.m.Merge({0, 1});
+    DeviceList l(b);
+    const double melt = 0.75;
+    std::vector<double> volf(r.m.nExt, 0.1);
+    DeviceArray<double> vf(volf), mi(std::vector<double>{-2.0, 1.0}), tSu(2), tFR(2), cb(2);
+    DeviceArray<double> su(std::vector<double>{1, 1, 1}), fr(std::vector<double>{1, 1, 1});
+    // A value left in a row that is not summed: the operation clears the
+    // whole scratch between its two sums.
+    std::vector<double> scratch(r.m.EllSize(), 0.0);
+    scratch[3 * r.m.newNNU + 1] = 10.0;
+    r.d->scratch->Upload(scratch);
+    ASSERT_EQ(Tool().Calc_Vfconv_InletBC_CellFR_Su_CB(2, 2, r.m.newNNU, BoxMesh::nCol, *l.slot, mi, vf, melt, tSu, tFR,
+                                                      cb, su, fr, *l.Px, *l.Py, *r.d->scratch, *l.rows, 1, 1),
+              0);
+    const std::vector<double> v = vf.Download();
+    EXPECT_EQ(v[b.slot[0]], melt);
+    EXPECT_EQ(v[b.slot[1]], melt);
+    EXPECT_EQ(v[0], 0.1);
+    EXPECT_EQ(su.Download(), (std::vector<double>{1.0 + 2.0 * melt, 1.0, 1.0}));
+    EXPECT_EQ(fr.Download(), (std::vector<double>{3.0, 1.0, 1.0}));
+    EXPECT_EQ(cb.Download(), (std::vector<double>{-2.0, 0.0}));
+    std::vector<double> left = r.d->scratch->Download();
+    EXPECT_EQ(left[b.Py[0] * r.m.newNNU + b.Px[0]], 2.0);
+    left[b.Py[0] * r.m.newNNU + b.Px[0]] = 0.0;
+    EXPECT_EQ(left, std::vector<double>(r.m.EllSize(), 0.0));
+    std::vector<double> ell(r.m.EllSize(), 0.0);
+    ell[0] = ell[1] = ell[2] = 0.5;
+    DeviceArray<double> A(ell);
+    ASSERT_EQ(Tool().Calc_Vfconv_InletAi(2, 2, r.m.newNNU, BoxMesh::nCol, *l.Px, *l.Py, cb, *r.d->scratch, A, *l.rows,
+                                         1, 1),
+              0);
+    const std::vector<double> a = A.Download();
+    EXPECT_EQ(std::vector<double>(a.begin(), a.begin() + 3), (std::vector<double>{2.5, 0.5, 0.5}));
+}
+
+TEST(VfconvEquation, UnsteadyTermHalvesOffDiagonalsAndFinalCoeffRelaxes)
+{
+    Row3 r;
+    const int nn = r.m.newNNU;
+    // Row 1 (middle) has neighbours 0 (column 1) and 2 (column 2); an entry
+    // in an empty column (6) still enters S but has no neighbour value.
+    std::vector<double> ell(r.m.EllSize(), 0.0);
+    ell[1] = 3.0;
+    ell[1 * nn + 1] = -2.0;
+    ell[2 * nn + 1] = -4.0;
+    ell[6 * nn + 1] = -1.0;
+    ASSERT_EQ(r.m.indexELL[1 * nn + 1], 0);
+    ASSERT_EQ(r.m.indexELL[2 * nn + 1], 2);
+    ASSERT_EQ(r.m.indexELL[6 * nn + 1], -1);
+    DeviceArray<double> A(ell), su(std::vector<double>{0, 0, 0}), old(std::vector<double>{0.2, 0.5, 1.0});
+    ASSERT_EQ(Tool().Calc_Vfconv_UnsteadyTermContribution(3, nn, BoxMesh::nCol, *r.d->volume, 0.5, A, su, old,
+                                                          *r.d->indexELL, 1),
+              0);
+    std::vector<double> a = A.Download();
+    // a0 = 2/0.5 = 4; S = 4 - 1 - 2 - 0.5 = 0.5.
+    EXPECT_EQ(a[1], 7.0);
+    EXPECT_EQ(a[1 * nn + 1], -1.0);
+    EXPECT_EQ(a[2 * nn + 1], -2.0);
+    EXPECT_EQ(a[6 * nn + 1], -0.5);
+    EXPECT_DOUBLE_EQ(su.Download()[1], 0.5 * 0.5 - (-1.0 * 0.2 - 2.0 * 1.0));
+    // A row without off-diagonal entries: a0 on the diagonal, a0 phi0 in SuD.
+    EXPECT_EQ(su.Download()[0], 1.0 / 0.5 * 0.2);
+    // Relaxation: diag = (AD - sum of off-diagonals) / relax.
+    DeviceArray<double> ad(std::vector<double>{1.0, 0.5, 0.0}), sfi(std::vector<double>{0, 1, 0});
+    ASSERT_EQ(Tool().Calc_Vfconv_FinalCoeff(3, nn, BoxMesh::nCol, 0.5, old, A, ad, sfi, 1), 0);
+    a = A.Download();
+    EXPECT_EQ(a[1], (0.5 + 3.5) / 0.5);
+    EXPECT_EQ(a[0], 2.0);
+    EXPECT_EQ(sfi.Download(), (std::vector<double>{0.5 * 2.0 * 0.2, 1.0 + 0.5 * 8.0 * 0.5, 0.0}));
+}
+
+TEST(VfconvEquation, BoundaryAndFaceValues)
+{
+    Row3 r;
+    const flowtest::BoundaryList wall = r.m.side[2], symm = r.m.side[5];
+    DeviceList w(wall), s(symm);
+    std::vector<double> volf(r.m.nExt, -1.0);
+    volf[0] = 0.1;
+    volf[1] = 0.2;
+    volf[2] = 0.3;
+    DeviceArray<double> vf(volf);
+    ASSERT_EQ(Tool().Calc_Vfconv_VolF_WallBC(3, *w.cell, *w.slot, vf, 1), 0);
+    ASSERT_EQ(Tool().Calc_Vfconv_VolF_Symm(3, *s.cell, *s.slot, vf, 1), 0);
+    const std::vector<double> v = vf.Download();
+    for (int k = 0; k < 3; ++k) {
+        EXPECT_EQ(v[wall.slot[k]], volf[k]);
+        EXPECT_EQ(v[symm.slot[k]], volf[k]);
+    }
+    // Face values: face 0|1 forward (donor 0), face 1|2 with m = 0 (donor 1).
+    DeviceArray<double> now(std::vector<double>{0.2, 0.6, 1.0}), old(std::vector<double>{0.0, 0.4, 1.0});
+    DeviceArray<double> m(std::vector<double>{1.0, 0.0}), beta(std::vector<double>{0.25, 0.5}), vfe(2);
+    const DeviceMesh& d = *r.d;
+    ASSERT_EQ(Tool().Calc_Vfconv_UpdateCellFaceValue(2, *d.P, *d.E, m, beta, now, old, vfe, 1), 0);
+    EXPECT_EQ(vfe.Download(), (std::vector<double>{0.75 * 0.1 + 0.25 * 0.5, 0.5 * 0.5 + 0.5 * 1.0}));
+    // Backward flow swaps the roles (face 1|2: donor 2 at 1.0, acceptor 1
+    // at 0.5); beta = -1 leans past the donor, to 1.5, clamped to 1.
+    m.Upload({-1.0, -1.0});
+    beta.Upload({0.25, -1.0});
+    ASSERT_EQ(Tool().Calc_Vfconv_UpdateCellFaceValue(2, *d.P, *d.E, m, beta, now, old, vfe, 1), 0);
+    EXPECT_EQ(vfe.Download(), (std::vector<double>{0.75 * 0.5 + 0.25 * 0.1, 1.0}));
+}
+
+// ---------------------------------------------------------------------------
 // Failures
 // ---------------------------------------------------------------------------
 
@@ -409,6 +649,27 @@ TEST(VfconvFailure, EachLaunchReportsItsStepAndTheLastCheckIsReturned)
     EXPECT_EQ(status, cudaErrorLaunchFailure);
     EXPECT_EQ(out, Report("Calc_CellFR_Update failed"));
     EXPECT_EQ(t.value.Download(), (std::vector<double>{0, 0, 0}));
+}
+
+TEST(VfconvFailure, BlendingFactorStatusIsReturnedAfterTheCopies)
+{
+    const BoxMesh m = Row3Volumes();
+    VolFFaces v(m, {0.3, 0.0, 0.2}, {0.2, 0.0, -0.3}, {0.0, 0.0, 0.4}, {0.6, 0.9, 0.4}, {1.0, -1.0});
+    double ce = -1.0, fv = -1.0;
+    int status = -1;
+    DeviceArray<double> temp(2);
+    rvz::host::testing::inject_launch_faults(1, cudaErrorLaunchFailure, 1);
+    const std::string out = rvztest::CaptureOutput([&] {
+        status = Tool().Calc_InnerFluxVolF(2, 0, 0, 0, *v.d.P, *v.d.E, *v.co, *v.gx, *v.gy, *v.gz, *v.d.xc, *v.d.yc,
+                                           *v.d.zc, *v.volf, *v.d.volume, *v.beta, *v.mfe, *v.aE, *v.aW, nullptr, temp,
+                                           *v.ceMax, *v.frontVol, nullptr, nullptr, nullptr, nullptr, nullptr, 0.5, 0,
+                                           1, v.nLevels, v.count, v.offset, v.total, v.size, ce, fv);
+    });
+    rvz::host::testing::clear_faults();
+    EXPECT_EQ(status, cudaErrorLaunchFailure);
+    EXPECT_EQ(out, Report("Calc_InnerFluxVolF_Betaf_temp_CeMax failed"));
+    EXPECT_EQ(std::make_pair(ce, fv), std::make_pair(0.0, 0.0));  // the cleared buffers, copied back
+    EXPECT_EQ(v.aE->Download(), (std::vector<double>{0.0, -1.0}));
 }
 
 TEST(VfconvFailure, StatisticReportsItsFirstLevelOnly)

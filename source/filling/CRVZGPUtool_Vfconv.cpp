@@ -1,5 +1,6 @@
 // Facade methods of the volume fraction: donor Courant numbers, cell fill
-// rate, fill-volume bookkeeping and front update.
+// rate, fill-volume bookkeeping and front update, the volume-fraction
+// equation.
 #include "CRVZGPUtool.h"
 #include "CRVZGPUtool_Imple.h"
 #include "CU_Vfconv.h"
@@ -185,4 +186,94 @@ int CRVZGPUtool::Calc_FVolUpdate_nfront(int nCells, double FCRI, double* VolFD, 
     const rvz::LevelView table(nLevels, count, offset, total, size);
     return rvz::Calc_FVolUpdate_nfront(m_Imple->BlockSize, nCells, FCRI, VolFD, buffer, grid, table, nfront,
                                        m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_InnerFluxVolF(int nFaces, int, int, int, int* ijCVPD, int* ijCVED, double* CourantNoD,
+                                    double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, double* xcD, double* ycD,
+                                    double* zcD, double* VolFD, double* volumeD, double* BetafD, double* mfeD,
+                                    double* aED, double* aWD, double*, double* tempD, double* CeMaxNextLevel_D,
+                                    double* FrontVolNextLevel_D, int*, int*, int*, int*, double*, double FCRI, int,
+                                    int faceGrid, int nLevels, const int* count, const int* offset, int total,
+                                    const int* size, double& CeMax, double& FrontVol)
+{
+    (void)tempD;  // accepted for the caller's argument order; not accessed
+    const rvz::InnerFluxVolFArgs a{nFaces, ijCVPD, ijCVED, CourantNoD, dVF_dxD, dVF_dyD, dVF_dzD, xcD, ycD, zcD,
+                                   VolFD, volumeD, BetafD, mfeD, aED, aWD, CeMaxNextLevel_D, FrontVolNextLevel_D,
+                                   FCRI, faceGrid};
+    const rvz::LevelView table(nLevels, count, offset, total, size);
+    return rvz::Calc_InnerFluxVolF(m_Imple->BlockSize, a, table, CeMax, FrontVol, m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_InnerFluxVolF_Par(int nFaces, int, int, int, int* ijCVPD, int* ijCVED, double* CourantNoD,
+                                        double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, double* xcD, double* ycD,
+                                        double* zcD, double* VolFD, double* volumeD, double* BetafD, double* mfeD,
+                                        double* aED, double*, double* tempD, double* CeMaxNextLevel_D,
+                                        double* FrontVolNextLevel_D, int*, int*, int*, int*, double*, int*,
+                                        double FCRI, int, int faceGrid, int nLevels, const int* count,
+                                        const int* offset, int total, const int* size, double& CeMax,
+                                        double& FrontVol)
+{
+    (void)tempD;  // accepted for the caller's argument order; not accessed
+    const rvz::InnerFluxVolFArgs a{nFaces, ijCVPD, ijCVED, CourantNoD, dVF_dxD, dVF_dyD, dVF_dzD, xcD, ycD, zcD,
+                                   VolFD, volumeD, BetafD, mfeD, aED, nullptr, CeMaxNextLevel_D, FrontVolNextLevel_D,
+                                   FCRI, faceGrid};
+    const rvz::LevelView table(nLevels, count, offset, total, size);
+    return rvz::Calc_InnerFluxVolF(m_Imple->BlockSize, a, table, CeMax, FrontVol, m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_Vfconv_InletBC_CellFR_Su_CB(int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                                  int* ijInletD, double* MassFluxInletD, double* VolFD, double MELT,
+                                                  double* tempSuD, double* tempCellFRD, double* CBD, double* SuD,
+                                                  double* CellFRD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                                  double* AELLDtemp, int* Map2CellPD, int faceGrid, int cellGrid)
+{
+    return rvz::Calc_Vfconv_InletBC_CellFR_Su_CB(m_Imple->BlockSize, nFaces, nCells, new_nnu, NColumnPerRow,
+                                                 ijInletD, MassFluxInletD, VolFD, MELT, tempSuD, tempCellFRD, CBD,
+                                                 SuD, CellFRD, MapFace2CellPxD, MapFace2CellPyD, AELLDtemp,
+                                                 Map2CellPD, faceGrid, cellGrid, m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_Vfconv_InletAi(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                                     int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD,
+                                     int* Map2CellPD, int faceGrid, int cellGrid)
+{
+    return rvz::Calc_Vfconv_InletAi(m_Imple->BlockSize, nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                    MapFace2CellPyD, CBD, AELLDtemp, AELLD, Map2CellPD, faceGrid, cellGrid,
+                                    m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_Vfconv_UnsteadyTermContribution(int nnu, int new_nnu, int NColumnPerRow, double* volumeD,
+                                                      double dt, double* AELLD, double* SuD, double* VolF0D,
+                                                      int* indexELLD, int cellGrid)
+{
+    return rvz::Calc_Vfconv_UnsteadyTermContribution(m_Imple->BlockSize, nnu, new_nnu, NColumnPerRow, volumeD, dt,
+                                                     AELLD, SuD, VolF0D, indexELLD, cellGrid,
+                                                     m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_Vfconv_FinalCoeff(int nnu, int new_nnu, int NColumnPerRow, double relax, double* VolFD,
+                                        double* AELLD, double* AD, double* SfiD, int cellGrid)
+{
+    return rvz::Calc_Vfconv_FinalCoeff(m_Imple->BlockSize, nnu, new_nnu, NColumnPerRow, relax, VolFD, AELLD, AD, SfiD,
+                                       cellGrid, m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_Vfconv_VolF_WallBC(int nFaces, int* ijWallCVD, int* ijWallD, double* VolFD, int grid)
+{
+    return rvz::Calc_Vfconv_VolF_ZeroGradient(m_Imple->BlockSize, nFaces, ijWallCVD, ijWallD, VolFD, grid,
+                                              "Calc_Vfconv_VolF_WallBC failed", m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_Vfconv_VolF_Symm(int nFaces, int* ijSymmCVD, int* ijSymmD, double* VolFD, int grid)
+{
+    return rvz::Calc_Vfconv_VolF_ZeroGradient(m_Imple->BlockSize, nFaces, ijSymmCVD, ijSymmD, VolFD, grid,
+                                              "Calc_Vfconv_VolF_Symm failed", m_Imple->SelectedDevice);
+}
+
+int CRVZGPUtool::Calc_Vfconv_UpdateCellFaceValue(int nFaces, int* ijCVPD, int* ijCVED, double* MassFluxD,
+                                                 double* BetafeD, double* VolFD, double* VolF0D, double* VFeD,
+                                                 int grid)
+{
+    return rvz::Calc_Vfconv_UpdateCellFaceValue(m_Imple->BlockSize, nFaces, ijCVPD, ijCVED, MassFluxD, BetafeD, VolFD,
+                                                VolF0D, VFeD, grid, m_Imple->SelectedDevice);
 }

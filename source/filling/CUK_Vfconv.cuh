@@ -10,6 +10,7 @@
 
 #include "CUK_Accumulate.cuh"
 #include "CUK_CollectResidual.cuh"
+#include "CUK_FlowGeometry.cuh"
 
 namespace rvz {
 namespace vof {
@@ -35,6 +36,55 @@ __device__ __forceinline__ double ClampUnit(double x) { return Clamp(x, 0.0, 1.0
 // The band of front cells: strictly above FCRI - 0.2.
 constexpr double kFrontBand = 0.2;
 __device__ __forceinline__ bool InFrontBand(double phi, double FCRI) { return phi > FCRI - kFrontBand; }
+
+// Donor D and acceptor A of a face: the owner donates when m >= 0.
+struct DonorAcceptor {
+    int D, A;
+};
+__device__ __forceinline__ DonorAcceptor DonorOf(double m, int P, int E)
+{
+    return m >= 0.0 ? DonorAcceptor{P, E} : DonorAcceptor{E, P};
+}
+
+// The interface-sharpening blend of CICSAM for one face: the normalised
+// donor value, its two bounding schemes (the convection-boundedness
+// criterion and ULTIMATE-QUICKEST) weighted by the interface angle, and the
+// blending factor beta that places the face value between donor and
+// acceptor.
+struct Cicsam {
+    double phiD, phiA;  // donor and acceptor values
+    flow::Vec3 d, g;    // donor-to-acceptor distance, donor gradient
+    double Co;          // donor Courant number
+
+    __device__ __forceinline__ double Upwind() const { return ClampUnit(phiA - 2.0 * flow::Dot(d, g)); }
+
+    __device__ __forceinline__ double NormalisedDonor(double phiU) const
+    {
+        return (phiD - phiU) / (phiA - phiU + 1.0e-30);
+    }
+
+    __device__ __forceinline__ double CosAngle() const
+    {
+        const double c = flow::Dot(d, g) / sqrt(flow::Dot(d, d)) / (sqrt(flow::Dot(g, g)) + 1.0e-30);
+        return Clamp(c, -1.0, 1.0);
+    }
+
+    __device__ __forceinline__ double Beta() const
+    {
+        const double tD = NormalisedDonor(Upwind());
+        double cbc = tD, uq = tD;
+        if (tD >= 0.0 && tD <= 1.0) {
+            cbc = fmin(tD / (Co + 1.0e-30), 1.0);
+            uq = fmin((8.0 * Co * tD + (1.0 - Co) * (6.0 * tD + 3.0)) / 8.0, cbc);
+        }
+        const double cosT = CosAngle();
+        const double gamma = ClampUnit(kAngleWeight * cosT * cosT);
+        const double tf = gamma * cbc + (1.0 - gamma) * uq;
+        return (tf - tD) / (1.0 - tD + 1.0e-30);
+    }
+
+    static constexpr double kAngleWeight = 0.8;
+};
 
 // Extended-path wall face: it takes part in the donor Courant number while
 // the melt has not reached it (phi_B < fcri), when it is an outlet, or when
@@ -248,4 +298,137 @@ __global__ void Kernel_Calc_FVolUpdate_UnFilledCells_Collection(int n, const int
 __global__ void Kernel_Calc_FVolUpdate_nfront_Collection(int n, const int* in, int* out)
 {
     rvz::collect_level<rvz::SumOp, 512>(n, in, out);
+}
+
+// ---------------------------------------------------------------------------
+// Volume-fraction equation
+// ---------------------------------------------------------------------------
+
+// First-order upwind coefficients with their matrix sign: aE for the
+// neighbour's column of P's row (m <= 0), aW for the owner's column of E's
+// row (m > 0).
+__global__ void Kernel_Calc_InnerFluxVolF_aEaW(int n, const double* mfeD, double* aED, double* aWD)
+{
+    const int f = rvz::vof::ThreadIndex();
+    if (f >= n) return;
+    const double m = mfeD[f];
+    aED[f] = rvz::vof::Inflow(m);
+    aWD[f] = m > 0.0 ? -m : 0.0;
+}
+
+__global__ void Kernel_Calc_InnerFluxVolF_aE(int n, const double* mfeD, double* aED)
+{
+    const int f = rvz::vof::ThreadIndex();
+    if (f >= n) return;
+    aED[f] = rvz::vof::Inflow(mfeD[f]);
+}
+
+// The blending factor of each face, and per block the two front sums: a
+// face whose donor lies within 0.2 of FCRI adds Co V and V of its donor.
+__global__ void Kernel_Calc_InnerFluxVolF_Betaf_temp_CeMax(int n, const int* ijCVPD, const int* ijCVED,
+                                                           const double* CourantNoD, const double* dVF_dxD,
+                                                           const double* dVF_dyD, const double* dVF_dzD,
+                                                           const double* xcD, const double* ycD, const double* zcD,
+                                                           const double* VolFD, const double* volumeD, double FCRI,
+                                                           const double* mfeD, double* BetafD, double* ceMaxD,
+                                                           double* frontVolD)
+{
+    rvz::block_reduce2_256<rvz::SumOp, double>(
+        [&](int f) {
+            if (f >= n) return rvz::Pair<double>{0.0, 0.0};
+            using rvz::flow::Load3;
+            const rvz::vof::DonorAcceptor da = rvz::vof::DonorOf(mfeD[f], ijCVPD[f], ijCVED[f]);
+            const rvz::vof::Cicsam face{VolFD[da.D], VolFD[da.A],
+                                        rvz::flow::From(Load3(xcD, ycD, zcD, da.D), Load3(xcD, ycD, zcD, da.A)),
+                                        Load3(dVF_dxD, dVF_dyD, dVF_dzD, da.D), CourantNoD[da.D]};
+            BetafD[f] = face.Beta();
+            if (!(fabs(face.phiD - FCRI) < rvz::vof::kFrontBand)) return rvz::Pair<double>{0.0, 0.0};
+            const double V = volumeD[da.D];
+            return rvz::Pair<double>{face.Co * V, V};
+        },
+        ceMaxD, frontVolD);
+}
+
+__global__ void Kernel_Calc_InnerFluxVolF_CollectCeMaxFrontVol(int n, const double* in, double* out)
+{
+    rvz::collect_level<rvz::SumOp, 512>(n, in, out);
+}
+
+// Inlet faces: the boundary value becomes MELT; the inflow a = min(m, 0)
+// gives the source -a MELT, the fill rate a and the coefficient a.
+__global__ void Kernel_Calc_Vfconv_InletBC_CellFRtemp_Sutemp_CB(int n, const int* ijInletD,
+                                                                const double* MassFluxInletD, double* VolFD,
+                                                                double MELT, double* tempSuD, double* tempCellFRD,
+                                                                double* CBD)
+{
+    const int k = rvz::vof::ThreadIndex();
+    if (k >= n) return;
+    const double a = rvz::vof::Inflow(MassFluxInletD[k]);
+    VolFD[ijInletD[k]] = MELT;
+    tempSuD[k] = -a * MELT;
+    tempCellFRD[k] = a;
+    CBD[k] = a;
+}
+
+// Time term in Crank-Nicolson form: the row's off-diagonal entries are
+// halved in place, V/dt joins the diagonal, and the old level's explicit
+// half goes to the source.
+__global__ void Kernel_Calc_Vfconv_UnsteadyTermContribution(int nnu, int new_nnu, int NColumnPerRow,
+                                                            const double* volumeD, double dt, double* AELLD,
+                                                            double* SuD, const double* VolF0D,
+                                                            const int* indexELLD)
+{
+    const int r = rvz::vof::ThreadIndex();
+    if (r >= nnu) return;
+    const double a0 = volumeD[r] / dt;
+    double S = a0;
+    double neighbours = 0.0;
+    for (int j = 1; j < NColumnPerRow; ++j) {
+        const int at = rvz::accum::Position(r, j, new_nnu);
+        const double half = AELLD[at] * 0.5;
+        AELLD[at] = half;
+        S = S + half;
+        const int c = indexELLD[at];
+        if (c != -1) neighbours = neighbours + half * VolF0D[c];
+    }
+    AELLD[r] = AELLD[r] + a0;
+    SuD[r] = SuD[r] + (S * VolF0D[r] - neighbours);
+}
+
+// Under-relaxed diagonal from the accumulated diagonal AD and the row's
+// off-diagonal sum; the relaxation's explicit part goes to SfiD.
+__global__ void Kernel_Calc_Vfconv_FinalCoeff(int nnu, int new_nnu, int NColumnPerRow, double relax,
+                                              const double* VolFD, double* AELLD, const double* AD, double* SfiD)
+{
+    const int r = rvz::vof::ThreadIndex();
+    if (r >= nnu) return;
+    double s = 0.0;
+    for (int j = 1; j < NColumnPerRow; ++j) s = s + AELLD[rvz::accum::Position(r, j, new_nnu)];
+    const double diag = (AD[r] - s) / relax;
+    AELLD[r] = diag;
+    SfiD[r] = SfiD[r] + (1.0 - relax) * diag * VolFD[r];
+}
+
+// Zero-gradient boundary value: the slot takes its cell's value (walls and
+// symmetry planes alike).
+__global__ void Kernel_Calc_Vfconv_VolF_CopyCellToSlot(int n, const int* ijCVD, const int* ijD, double* VolFD)
+{
+    const int k = rvz::vof::ThreadIndex();
+    if (k >= n) return;
+    VolFD[ijD[k]] = VolFD[ijCVD[k]];
+}
+
+// Face value between donor and acceptor by the blending factor, each side
+// the mean of the new and old levels, clamped to [0, 1].
+__global__ void Kernel_Calc_Vfconv_UpdateCellFaceValue(int n, const int* ijCVPD, const int* ijCVED,
+                                                       const double* MassFluxD, const double* BetafeD,
+                                                       const double* VolFD, const double* VolF0D, double* VFeD)
+{
+    const int f = rvz::vof::ThreadIndex();
+    if (f >= n) return;
+    const rvz::vof::DonorAcceptor da = rvz::vof::DonorOf(MassFluxD[f], ijCVPD[f], ijCVED[f]);
+    const double beta = BetafeD[f];
+    const double donor = (VolFD[da.D] + VolF0D[da.D]) / 2.0;
+    const double acceptor = (VolFD[da.A] + VolF0D[da.A]) / 2.0;
+    VFeD[f] = rvz::vof::ClampUnit((1.0 - beta) * donor + beta * acceptor);
 }

@@ -1,6 +1,8 @@
 // Volume fraction: launches and status checks.
 #include "platform/rvz_platform.h"
 
+#include <cstddef>
+
 #include "CUK_Vfconv.cuh"
 #include "CU_FlowSteps.cuh"
 #include "CU_ReduceSteps.cuh"
@@ -269,6 +271,106 @@ int Calc_FVolUpdate_nfront(int BlockSize, int nCells, double FCRI, const double*
     if (BlockSize != kBlockSize) return 0;
     return Statistic<Kernel_Calc_FVolUpdate_nfront, Kernel_Calc_FVolUpdate_nfront_Collection>(
         grid, table, "Calc_FVolUpdate_nfront failed", SelectedDevice, buffer, nfront, nCells, FCRI, VolFD);
+}
+
+// ---------------------------------------------------------------------------
+// Volume-fraction equation
+// ---------------------------------------------------------------------------
+
+int Calc_InnerFluxVolF(int BlockSize, const InnerFluxVolFArgs& a, const LevelView& table, double& CeMax,
+                       double& FrontVol, int SelectedDevice)
+{
+    if (BlockSize != kBlockSize) return 0;
+    ClearPartials(a.ceMaxBuffer, table);
+    ClearPartials(a.frontVolBuffer, table);
+    if (a.aWD == nullptr) {
+        RVZ_LAUNCH(Kernel_Calc_InnerFluxVolF_aE, a.faceGrid, kBlockSize, 0, 0)(a.nFaces, a.mfeD, a.aED);
+        CheckStep("Calc_InnerFluxVolF_aE failed", SelectedDevice);
+    } else {
+        RVZ_LAUNCH(Kernel_Calc_InnerFluxVolF_aEaW, a.faceGrid, kBlockSize, 0, 0)(a.nFaces, a.mfeD, a.aED, a.aWD);
+        CheckStep("Calc_InnerFluxVolF_aEaW failed", SelectedDevice);
+    }
+    RVZ_LAUNCH_BLOCK(Kernel_Calc_InnerFluxVolF_Betaf_temp_CeMax, a.faceGrid, kBlockSize, kTwoQuantityShared, 0)
+    (a.nFaces, a.ijCVPD, a.ijCVED, a.CourantNoD, a.dVF_dxD, a.dVF_dyD, a.dVF_dzD, a.xcD, a.ycD, a.zcD, a.VolFD,
+     a.volumeD, a.FCRI, a.mfeD, a.BetafD, a.ceMaxBuffer, a.frontVolBuffer);
+    const int status = CheckStep("Calc_InnerFluxVolF_Betaf_temp_CeMax failed", SelectedDevice);
+    CollectLevels<Kernel_Calc_InnerFluxVolF_CollectCeMaxFrontVol>(table, a.ceMaxBuffer);
+    CollectLevels<Kernel_Calc_InnerFluxVolF_CollectCeMaxFrontVol>(table, a.frontVolBuffer);
+    CopyReductionResult(table, a.ceMaxBuffer, CeMax);
+    CopyReductionResult(table, a.frontVolBuffer, FrontVol);
+    return status;
+}
+
+int Calc_Vfconv_InletBC_CellFR_Su_CB(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                     const int* ijInletD, const double* MassFluxInletD, double* VolFD, double MELT,
+                                     double* tempSuD, double* tempCellFRD, double* CBD, double* SuD, double* CellFRD,
+                                     const int* MapFace2CellPxD, const int* MapFace2CellPyD, double* AELLDtemp,
+                                     const int* Map2CellPD, int faceGrid, int cellGrid, int SelectedDevice)
+{
+    if (BlockSize != kBlockSize) return 0;
+    const int dev = SelectedDevice;
+    RVZ_LAUNCH(Kernel_Calc_Vfconv_InletBC_CellFRtemp_Sutemp_CB, faceGrid, kBlockSize, 0, 0)
+    (nFaces, ijInletD, MassFluxInletD, VolFD, MELT, tempSuD, tempCellFRD, CBD);
+    CheckStep("Calc_Vfconv_InletBC_CellFRtemp_Sutemp_CB failed", dev);
+    CollectListIntoCells(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD, MapFace2CellPyD, tempSuD, AELLDtemp,
+                         SuD, Map2CellPD, faceGrid, cellGrid,
+                         {"Calc_Vfconv_InletBC_Su failed", "Calc_Vfconv_InletBC_Su_Update failed"}, dev);
+    cudaMemset(AELLDtemp, 0, static_cast<size_t>(new_nnu) * static_cast<size_t>(NColumnPerRow) * sizeof(double));
+    // The fill rate gains the inflow's magnitude, -tempCellFRD.
+    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, tempCellFRD, AELLDtemp, faceGrid,
+                                  "Calc_Vfconv_InletBC_CellFR failed", dev);
+    return UpdateListedRows(nCells, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, CellFRD, cellGrid,
+                            "Calc_Vfconv_InletBC_CellFR_Update failed", dev);
+}
+
+int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                        const int* MapFace2CellPxD, const int* MapFace2CellPyD, const double* CBD, double* AELLDtemp,
+                        double* AELLD, const int* Map2CellPD, int faceGrid, int cellGrid, int SelectedDevice)
+{
+    if (BlockSize != kBlockSize) return 0;
+    // The diagonal gains the inflow's magnitude, -CBD.
+    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, CBD, AELLDtemp, faceGrid,
+                                  "Calc_Vfconv_InletAi failed", SelectedDevice);
+    return UpdateListedRows(nCells, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, AELLD, cellGrid,
+                            "Calc_Vfconv_InletAi_Update_Opt failed", SelectedDevice);
+}
+
+int Calc_Vfconv_UnsteadyTermContribution(int BlockSize, int nnu, int new_nnu, int NColumnPerRow,
+                                         const double* volumeD, double dt, double* AELLD, double* SuD,
+                                         const double* VolF0D, const int* indexELLD, int cellGrid,
+                                         int SelectedDevice)
+{
+    if (BlockSize != kBlockSize) return 0;
+    RVZ_LAUNCH(Kernel_Calc_Vfconv_UnsteadyTermContribution, cellGrid, kBlockSize, 0, 0)
+    (nnu, new_nnu, NColumnPerRow, volumeD, dt, AELLD, SuD, VolF0D, indexELLD);
+    return CheckStep("Calc_Vfconv_UnsteadyTermContribution failed", SelectedDevice);
+}
+
+int Calc_Vfconv_FinalCoeff(int BlockSize, int nnu, int new_nnu, int NColumnPerRow, double relax, const double* VolFD,
+                           double* AELLD, const double* AD, double* SfiD, int cellGrid, int SelectedDevice)
+{
+    if (BlockSize != kBlockSize) return 0;
+    RVZ_LAUNCH(Kernel_Calc_Vfconv_FinalCoeff, cellGrid, kBlockSize, 0, 0)
+    (nnu, new_nnu, NColumnPerRow, relax, VolFD, AELLD, AD, SfiD);
+    return CheckStep("Calc_Vfconv_FinalCoeff failed", SelectedDevice);
+}
+
+int Calc_Vfconv_VolF_ZeroGradient(int BlockSize, int nFaces, const int* ijCVD, const int* ijD, double* VolFD,
+                                  int grid, const char* message, int SelectedDevice)
+{
+    if (BlockSize != kBlockSize) return 0;
+    RVZ_LAUNCH(Kernel_Calc_Vfconv_VolF_CopyCellToSlot, grid, kBlockSize, 0, 0)(nFaces, ijCVD, ijD, VolFD);
+    return CheckStep(message, SelectedDevice);
+}
+
+int Calc_Vfconv_UpdateCellFaceValue(int BlockSize, int nFaces, const int* ijCVPD, const int* ijCVED,
+                                    const double* MassFluxD, const double* BetafeD, const double* VolFD,
+                                    const double* VolF0D, double* VFeD, int grid, int SelectedDevice)
+{
+    if (BlockSize != kBlockSize) return 0;
+    RVZ_LAUNCH(Kernel_Calc_Vfconv_UpdateCellFaceValue, grid, kBlockSize, 0, 0)
+    (nFaces, ijCVPD, ijCVED, MassFluxD, BetafeD, VolFD, VolF0D, VFeD);
+    return CheckStep("Calc_Vfconv_UpdateCellFaceValue failed", SelectedDevice);
 }
 
 }  // namespace rvz

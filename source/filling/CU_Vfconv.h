@@ -80,4 +80,44 @@ int Calc_FVolUpdate_nfront(int BlockSize, int nCells, double FCRI, const double*
 int Calc_FVolUpdate_UpdateVolF(int BlockSize, int nCells, double dvol, double FCRI, double* VolFD,
                                const double* volumeD, int grid, int SelectedDevice);
 
+// ---- Volume-fraction equation ----
+
+// Arrays of the upwind coefficients and the CICSAM blending factor.
+struct InnerFluxVolFArgs {
+    int nFaces;
+    const int *ijCVPD, *ijCVED;
+    const double* CourantNoD;
+    const double *dVF_dxD, *dVF_dyD, *dVF_dzD;
+    const double *xcD, *ycD, *zcD;
+    const double *VolFD, *volumeD;
+    double* BetafD;
+    const double* mfeD;
+    double *aED, *aWD;  // aWD == nullptr: the partition form (aED only)
+    double *ceMaxBuffer, *frontVolBuffer;
+    double FCRI;
+    int faceGrid;
+};
+int Calc_InnerFluxVolF(int BlockSize, const InnerFluxVolFArgs& a, const LevelView& table, double& CeMax,
+                       double& FrontVol, int SelectedDevice);
+int Calc_Vfconv_InletBC_CellFR_Su_CB(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                     const int* ijInletD, const double* MassFluxInletD, double* VolFD, double MELT,
+                                     double* tempSuD, double* tempCellFRD, double* CBD, double* SuD, double* CellFRD,
+                                     const int* MapFace2CellPxD, const int* MapFace2CellPyD, double* AELLDtemp,
+                                     const int* Map2CellPD, int faceGrid, int cellGrid, int SelectedDevice);
+int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                        const int* MapFace2CellPxD, const int* MapFace2CellPyD, const double* CBD, double* AELLDtemp,
+                        double* AELLD, const int* Map2CellPD, int faceGrid, int cellGrid, int SelectedDevice);
+int Calc_Vfconv_UnsteadyTermContribution(int BlockSize, int nnu, int new_nnu, int NColumnPerRow,
+                                         const double* volumeD, double dt, double* AELLD, double* SuD,
+                                         const double* VolF0D, const int* indexELLD, int cellGrid,
+                                         int SelectedDevice);
+int Calc_Vfconv_FinalCoeff(int BlockSize, int nnu, int new_nnu, int NColumnPerRow, double relax, const double* VolFD,
+                           double* AELLD, const double* AD, double* SfiD, int cellGrid, int SelectedDevice);
+// Boundary slots take their cells' values; `message` names the face kind.
+int Calc_Vfconv_VolF_ZeroGradient(int BlockSize, int nFaces, const int* ijCVD, const int* ijD, double* VolFD,
+                                  int grid, const char* message, int SelectedDevice);
+int Calc_Vfconv_UpdateCellFaceValue(int BlockSize, int nFaces, const int* ijCVPD, const int* ijCVED,
+                                    const double* MassFluxD, const double* BetafeD, const double* VolFD,
+                                    const double* VolF0D, double* VFeD, int grid, int SelectedDevice);
+
 }  // namespace rvz
