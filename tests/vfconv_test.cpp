@@ -371,6 +371,8 @@ TEST(VfconvStatistics, LargeFieldAgainstAnIndependentSum)
         front += phi[c] > kFcri - 0.2;
     }
     const Stats s = DeviceStats(phi, vol);
+    const auto again = rvztest::ForThreadCounts({1, 2}, [&] { return DeviceStats(phi, vol).fill; });
+    EXPECT_TRUE(rvztest::SameBits(again[0], s.fill) && rvztest::SameBits(again[1], s.fill));
     EXPECT_NEAR(s.fill, static_cast<double>(sum), 1e-12 * static_cast<double>(sum));
     EXPECT_EQ(s.unfilled, unfilled);
     EXPECT_EQ(s.front, front);
@@ -614,6 +616,48 @@ TEST(VfconvEquation, BoundaryAndFaceValues)
     beta.Upload({0.25, -1.0});
     ASSERT_EQ(Tool().Calc_Vfconv_UpdateCellFaceValue(2, *d.P, *d.E, m, beta, now, old, vfe, 1), 0);
     EXPECT_EQ(vfe.Download(), (std::vector<double>{0.75 * 0.5 + 0.25 * 0.1, 1.0}));
+}
+
+// One time step of melt entering an empty row of four unit cells at the
+// flux m, assembled from the operations in a host solver's order and solved
+// densely, against the recurrence written down by hand from the discrete
+// equations: upwind coefficients (aW = -m), relaxed diagonal (relax 1, AD
+// 0: m in every row but the first), inlet diagonal m and source m MELT in
+// the first row, then the time term (a0 = V/dt, off-diagonals halved, old
+// level 0). Row 0: (a0 + m) phi_0 = m MELT; row r: (a0 + m) phi_r = m/2
+// phi_(r-1).
+TEST(VfconvEquation, AssembledStepAgainstTheHandRecurrence)
+{
+    const BoxMesh m(4, 1, 1);
+    const double flux = 2.0, dt = 0.25, melt = 1.0, a0 = 1.0 / dt;
+    VolFFaces v(m, std::vector<double>(4, 0.0), std::vector<double>(4, 0.0), std::vector<double>(4, 0.0),
+                std::vector<double>(m.nExt, 0.0), std::vector<double>(m.nFaces, flux));
+    v.Run(0.5);
+    const DeviceMesh& d = v.d;
+    const int nn = m.newNNU, fg = 1, cg = 1;
+    DeviceArray<double> A(std::vector<double>(m.EllSize(), 0.0)), ad(std::vector<double>(4, 0.0));
+    DeviceArray<double> su(std::vector<double>(4, 0.0)), sfi(std::vector<double>(4, 0.0));
+    DeviceArray<double> old(std::vector<double>(m.nExt, 0.0));
+    ASSERT_EQ(Tool().Calc_MapaEaWToAi(m.nFaces, nn, *d.Px, *d.Py, *d.Ex, *d.Ey, *v.aE, *v.aW, A, fg), 0);
+    ASSERT_EQ(Tool().Calc_Vfconv_FinalCoeff(4, nn, BoxMesh::nCol, 1.0, *v.volf, A, ad, sfi, cg), 0);
+    DeviceList in(m.side[0]);
+    DeviceArray<double> mi(std::vector<double>{-flux}), tSu(1), tFR(1), cb(1), fr(std::vector<double>(4, 0.0));
+    ASSERT_EQ(Tool().Calc_Vfconv_InletBC_CellFR_Su_CB(1, 1, nn, BoxMesh::nCol, *in.slot, mi, *v.volf, melt, tSu, tFR, cb,
+                                                      su, fr, *in.Px, *in.Py, *d.scratch, *in.rows, fg, cg),
+              0);
+    ASSERT_EQ(Tool().Calc_Vfconv_InletAi(1, 1, nn, BoxMesh::nCol, *in.Px, *in.Py, cb, *d.scratch, A, *in.rows, fg, cg),
+              0);
+    ASSERT_EQ(Tool().Calc_Vfconv_UnsteadyTermContribution(4, nn, BoxMesh::nCol, *d.volume, dt, A, su, old,
+                                                          *d.indexELL, cg),
+              0);
+    const std::vector<double> phi =
+        flowtest::SolveEllDense(A.Download(), m.indexELL, nn, BoxMesh::nCol, su.Download(), 4);
+    double expected = flux * melt / (a0 + flux);
+    for (int r = 0; r < 4; ++r) {
+        EXPECT_NEAR(phi[r], expected, 1e-14) << "cell " << r;
+        expected *= flux / 2.0 / (a0 + flux);
+    }
+    EXPECT_EQ(fr.Download(), (std::vector<double>{flux, 0.0, 0.0, 0.0}));
 }
 
 // ---------------------------------------------------------------------------
