@@ -19,8 +19,8 @@ using flow::CollectOwnerOnly;
 using flow::UpdateAllRows;
 using flow::UpdateListedRows;
 
-// The messages of one boundary-list accumulation: per-face values, collect,
-// update.
+// The messages of the collect and update steps of one boundary-list
+// accumulation.
 struct ListMessages {
     const char* collect;
     const char* update;
