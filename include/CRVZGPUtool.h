@@ -1138,6 +1138,235 @@ public:
                   double& Umax);
     // @MATERIAL-END
 
+    // ---------------------------------------------------------------------
+    // Volume fraction: donor Courant numbers, cell fill rate, fill-volume
+    // bookkeeping and front update, the volume-fraction equation
+    // ---------------------------------------------------------------------
+    // @FILLING-BEGIN
+    //
+    // Face-to-cell sums: a per-face kernel writes each side's value, a
+    // collect kernel stores it in the side's slot of AELLDtemp (the slot maps
+    // Px/Py, Ex/Ey), an update kernel adds each row's sum over all
+    // NColumnPerRow slots to the target. Targets are accumulated, never
+    // overwritten: the caller zeroes CourantNoDD and CellFRD once per time
+    // step. AELLDtemp is not cleared; a slot a face set does not write must
+    // hold zero (the caller's clearing contract). Grids are block counts of
+    // 256 threads: face grid, then cell grid. A failed launch is reported
+    // with its message; the remaining launches still run; the status of the
+    // last check is returned. Indices and sizes are not validated; the
+    // donor Courant numbers do not guard a zero volume (inf or NaN).
+    // max(x, 0) below keeps x only when it is strictly positive.
+
+    // Donor Courant number: owner += max(m dt / V_P, 0), neighbour +=
+    // max(-m dt / V_E, 0), rows 0 .. nnu-1. Messages
+    // "Calc_CourantNoDonnorCell_temp failed", "Calc_CourantNoDonnorCell
+    // failed", "Calc_CourantNoDonnorCell_Update failed".
+    int Calc_CourantNoDonnorCell(int nFaces, int nnu, int new_nnu, int NColumnPerRow, int* ijCVPD, int* ijCVED,
+                                 double dt, double* MassFluxD, double* volumeD, double* tempPD, double* tempED,
+                                 double* CourantNoDD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                 int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp, int faceGrid,
+                                 int cellGrid);
+    // Wall faces: cell += max(MassFluxWallD dt / V, 0) * FCRIMatchD, rows
+    // Map2CellPD[0 .. nCells). Messages "Calc_CourantNoDonnorCell_Wall_temp
+    // failed", "Calc_CourantNoDonnorCell_Wall failed",
+    // "Calc_CourantNoDonnorCell_Wall_Update failed".
+    int Calc_CourantNoDonnorCell_Wall(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* ijWallCVD,
+                                      double dt, int* FCRIMatchD, double* MassFluxWallD, double* volumeD,
+                                      int* MapFace2CellPxD, int* MapFace2CellPyD, double* tempD, double* AELLDtemp,
+                                      double* CourantNoDD, int* Map2CellPD, int faceGrid, int cellGrid);
+    // Cell fill rate, the total inflow mass flux: the owner gains -m when m
+    // <= 0, the neighbour m when m > 0, rows 0 .. nnu-1. Messages
+    // "Calc_CellFR_temp failed", "Calc_CellFR failed", "Calc_CellFR_Update
+    // failed".
+    int Calc_CellFR(int nFaces, int nnu, int new_nnu, int NColumnPerRow, double* MassFluxD, double* tempPD,
+                    double* tempED, double* CellFRD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                    int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp, int faceGrid, int cellGrid);
+    // Partition faces (flux positive out of the local cell): the local cell
+    // gains -m when m <= 0; rows Par2CellPD[0 .. NPar2CellP). Messages
+    // "Calc_CellFR_tempP failed", "Calc_CellFR_P failed",
+    // "Calc_CellFR_Update_Par failed".
+    int Calc_CellFR_Par(int nFaces, int NPar2CellP, int new_nnu, int NColumnPerRow, double* MassFluxD,
+                        double* tempPD, double* CellFRD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                        double* AELLDtemp, int* Par2CellPD, int faceGrid, int cellGrid);
+    // pd_dt_Over_volumeD = dt_ / (volumeD + 1e-30) per cell. Reports
+    // "Calc_VOF_FlowE_pd_dt_Over_volume failed".
+    int Calc_VOF_FlowE_pd_dt_Over_volume(int nCells, double dt_, double* volumeD, double* pd_dt_Over_volumeD,
+                                         int cellGrid);
+    // As Calc_CourantNoDonnorCell with dt / V read from pd_dt_Over_volumeD.
+    // Messages "Calc_VOF_FlowE_CourantNoDonnorCell_temp failed",
+    // "Calc_VOF_FlowE_CourantNoDonnorCell failed",
+    // "Calc_VOF_FlowE_CourantNoDonnorCell_Update failed".
+    int Calc_VOF_FlowE_CourantNoDonnorCell(int nFaces, int nnu, int new_nnu, int NColumnPerRow, int* ijCVPD,
+                                           int* ijCVED, double* MassFluxD, double* pd_dt_Over_volumeD,
+                                           double* tempPD, double* tempED, double* CourantNoDD,
+                                           int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                           int* MapFace2CellEyD, double* AELLDtemp, int faceGrid, int cellGrid);
+    // Wall faces: cell += max(MassFluxOutletD * pd_dt_Over_volumeD, 0) when
+    // the face is open: its boundary value VolFD[ijWallD] < fcri, or
+    // piIsOutletD > 0, or isMoveWallD = 1 with iICM_Status = 1 and the value
+    // > fcri. IsMainPhase, iFAIMFluidIn and mftimeD are accepted and not
+    // read. Messages "Calc_VOF_FlowE_CourantNoDonnorCell_Wall_temp failed",
+    // "Calc_VOF_FlowE_CourantNoDonnorCell_Wall failed",
+    // "Calc_VOF_FlowE_CourantNoDonnorCell_Wall_Update failed".
+    int Calc_VOF_FlowE_CourantNoDonnorCell_Wall(int nFaces, int nCells, int new_nnu, int NColumnPerRow, double fcri,
+                                                int IsMainPhase, int iFAIMFluidIn, int iICM_Status, int* ijWallCVD,
+                                                int* ijWallD, int* piIsOutletD, int* isMoveWallD, double* VolFD,
+                                                float* mftimeD, double* MassFluxOutletD, double* pd_dt_Over_volumeD,
+                                                int* MapFace2CellPxD, int* MapFace2CellPyD, double* tempD,
+                                                double* AELLDtemp, double* CourantNoDD, int* Map2CellPD,
+                                                int faceGrid, int cellGrid);
+    // Inlet faces that are not active (gpInletbInD = 0) and whose boundary
+    // value is below fcri: cell += max(MassFluxInletD * pd_dt_Over_volumeD,
+    // 0). IsMainPhase, iFAIMFluidIn and mftimeD are accepted and not read.
+    // Messages "Calc_VOF_FlowE_CourantNoDonnorCell_Inlet_UNF failed", then
+    // the collect and update messages of the wall form.
+    int Calc_VOF_FlowE_CourantNoDonnorCell_Inlet_UNF(int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                                     double fcri, int IsMainPhase, int iFAIMFluidIn,
+                                                     int* ijInletCVD, int* ijInletD, int* gpInletbInD,
+                                                     double* VolFD, float* mftimeD, double* MassFluxInletD,
+                                                     double* pd_dt_Over_volumeD, int* MapFace2CellPxD,
+                                                     int* MapFace2CellPyD, double* tempD, double* AELLDtemp,
+                                                     double* CourantNoDD, int* Map2CellPD, int faceGrid,
+                                                     int cellGrid);
+    // Partition faces: local cell += max(MassFluxParD * pd_dt_Over_volumeD,
+    // 0), rows Map2CellPD[0 .. nCells). Messages
+    // "Calc_VOF_FlowE_CourantNoDonnorCell_Par_temp failed",
+    // "Calc_VOF_FlowE_CourantNoDonnorCell_Par failed",
+    // "Calc_VOF_FlowE_CourantNoDonnorCell_Par_Update failed".
+    int Calc_VOF_FlowE_CourantNoDonnorCell_Par(int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                               int* ijCVPParD, double* MassFluxParD, double* pd_dt_Over_volumeD,
+                                               double* tempPD, double* CourantNoDD, int* MapFace2CellPxD,
+                                               int* MapFace2CellPyD, double* AELLDtemp, int* Map2CellPD,
+                                               int faceGrid, int cellGrid);
+    // The same with max(MassFluxParD dt / V, 0); the first message is
+    // "Calc_VOF_Flow_CourantNoDonnorCell_Par_temp failed".
+    int Calc_VOF_Flow_CourantNoDonnorCell_Par(int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                              int* ijCVPParD, double* MassFluxParD, double dt, double* volumeD,
+                                              double* tempPD, double* CourantNoDD, int* MapFace2CellPxD,
+                                              int* MapFace2CellPyD, double* AELLDtemp, int* Map2CellPD,
+                                              int faceGrid, int cellGrid);
+
+    // Limiting and snapping of the volume fraction, one launch over the
+    // cells. Each first clamps VolFD to [0, 1] (a NaN is left as it is).
+    // Less: <= EMF becomes 0, then >= EMF1 becomes 1. Reports
+    // "Calc_Vfconv_VolF_FillVol_Less failed".
+    int Calc_Vfconv_VolF_FillVol_Less(int nCells, double* VolFD, double EMF, double EMF1, int grid);
+    // More: < EMF becomes 0, then >= FCRI becomes 1. Reports
+    // "Calc_Vfconv_VolF_FillVol_More failed".
+    int Calc_Vfconv_VolF_FillVol_More(int nCells, double* VolFD, double EMF, double FCRI, int grid);
+    // Update: < EMF becomes 0, then >= FCRI becomes 1 only in a cell whose
+    // arrival time MFD is recorded (>= 1e-30). Reports
+    // "Calc_Vfconv_VolF_Update failed".
+    int Calc_Vfconv_VolF_Update(int nCells, double* VolFD, float* MFD, double EMF, double FCRI, int grid);
+    // Arrival times: MFD = Time (as float) in every cell with MFD = 0 and
+    // VolFD >= FCRI; recorded times stay. Reports
+    // "Calc_Vfconv_RecordIsoFilledSurface failed".
+    int Calc_Vfconv_RecordIsoFilledSurface(int nCells, double Time, double FCRI, float* MFD, double* VolFD,
+                                           int grid);
+    // VolFD = Value in cells 0 .. nCells-1. Reports
+    // "Calc_ResetVolFToSpecificValue failed".
+    int ResetVolFToSpecificValue(int nCells, double* VolFD, double Value, int grid);
+    // Volume correction: every front cell (VolFD > FCRI - 0.2) gains the
+    // volume dvol, VolFD = min(VolFD + dvol / (V + 1e-30), 1); no lower
+    // bound for a negative dvol. Reports "Calc_FVolUpdate_Update_VolF
+    // failed".
+    int Calc_FVolUpdate_UpdateVolF(int nCells, double dvol, double FCRI, double* VolFD, double* volumeD, int grid);
+
+    // Fill statistics, reductions as the field statistics above (a cleared
+    // buffer of `total` elements, collecting passes of 512 entries, the
+    // first-level status returned, the table for nCells not validated).
+    // Filled volume sum(VolFD * volumeD). Reports "Calc_FVolUpdate_FillVol
+    // failed".
+    int Calc_FVolUpdate_FillVol(int nCells, double* VolFD, double* volumeD, double* buffer, int grid, int nLevels,
+                                const int* count, const int* offset, int total, const int* size, double& FillVol);
+    // Number of cells with VolFD < FCRI; an int buffer. Reports
+    // "Calc_FVolUpdate_UnFilledCells failed".
+    int Calc_FVolUpdate_UnFilledCells(int nCells, double FCRI, double* VolFD, int* buffer, int grid, int nLevels,
+                                      const int* count, const int* offset, int total, const int* size,
+                                      int& UnFilledCells);
+    // Number of front cells, VolFD > FCRI - 0.2; an int buffer. Reports
+    // "Calc_FVolUpdate_nfront failed".
+    int Calc_FVolUpdate_nfront(int nCells, double FCRI, double* VolFD, int* buffer, int grid, int nLevels,
+                               const int* count, const int* offset, int total, const int* size, int& nfront);
+    // The volume-fraction equation of one time step. Upwind face
+    // coefficients with their matrix sign (aED = m when m <= 0, aWD = -m
+    // when m > 0, from mfeD) and the CICSAM blending factor BetafD of each
+    // face: donor D the owner when m >= 0; far-upwind value phi_U = phi_A -
+    // 2 d.grad(phi)_D clamped to [0, 1]; normalised donor value; the
+    // convection-boundedness and ULTIMATE-QUICKEST bounds with the donor's
+    // Courant number CourantNoD, weighted by 0.8 cos^2 of the angle between
+    // d and the donor gradient. In the same pass, the two front sums over
+    // faces whose donor value lies within 0.2 of FCRI (strictly): CeMax =
+    // sum Co_D V_D and FrontVol = sum V_D, reduced with the level table of
+    // nFaces in the two scratch buffers (`total` doubles each, cleared
+    // here; collecting passes of 512 entries) and copied to the host. The
+    // unnamed arguments keep the host solver's order and are not read.
+    // Messages "Calc_InnerFluxVolF_aEaW failed",
+    // "Calc_InnerFluxVolF_Betaf_temp_CeMax failed"; returns the status of
+    // the blending-factor launch. Distinct cell centres are required (the
+    // angle divides by |d| unguarded).
+    int Calc_InnerFluxVolF(int nFaces, int, int, int, int* ijCVPD, int* ijCVED, double* CourantNoD, double* dVF_dxD,
+                           double* dVF_dyD, double* dVF_dzD, double* xcD, double* ycD, double* zcD, double* VolFD,
+                           double* volumeD, double* BetafD, double* mfeD, double* aED, double* aWD, double*,
+                           double* tempD, double* CeMaxNextLevel_D, double* FrontVolNextLevel_D, int*, int*, int*,
+                           int*, double*, double FCRI, int, int faceGrid, int nLevels, const int* count,
+                           const int* offset, int total, const int* size, double& CeMax, double& FrontVol);
+    // The partition-face form: aED only ("Calc_InnerFluxVolF_aE failed"),
+    // otherwise as Calc_InnerFluxVolF.
+    int Calc_InnerFluxVolF_Par(int nFaces, int, int, int, int* ijCVPD, int* ijCVED, double* CourantNoD,
+                               double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, double* xcD, double* ycD,
+                               double* zcD, double* VolFD, double* volumeD, double* BetafD, double* mfeD, double* aED,
+                               double*, double* tempD, double* CeMaxNextLevel_D, double* FrontVolNextLevel_D, int*,
+                               int*, int*, int*, double*, int*, double FCRI, int, int faceGrid, int nLevels,
+                               const int* count, const int* offset, int total, const int* size, double& CeMax,
+                               double& FrontVol);
+    // Inlet faces (listed rows Map2CellPD): the boundary value VolFD[ijInletD]
+    // becomes MELT whatever the flux; with a = min(MassFluxInletD, 0), SuD
+    // gains -a MELT and CellFRD gains -a, and CBD = a. Clears all of
+    // AELLDtemp between the two sums. Messages
+    // "Calc_Vfconv_InletBC_CellFRtemp_Sutemp_CB failed",
+    // "Calc_Vfconv_InletBC_Su failed", "Calc_Vfconv_InletBC_Su_Update
+    // failed", "Calc_Vfconv_InletBC_CellFR failed",
+    // "Calc_Vfconv_InletBC_CellFR_Update failed".
+    int Calc_Vfconv_InletBC_CellFR_Su_CB(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* ijInletD,
+                                         double* MassFluxInletD, double* VolFD, double MELT, double* tempSuD,
+                                         double* tempCellFRD, double* CBD, double* SuD, double* CellFRD,
+                                         int* MapFace2CellPxD, int* MapFace2CellPyD, double* AELLDtemp,
+                                         int* Map2CellPD, int faceGrid, int cellGrid);
+    // The inlet cells' diagonals gain -CBD. Messages "Calc_Vfconv_InletAi
+    // failed", "Calc_Vfconv_InletAi_Update_Opt failed".
+    int Calc_Vfconv_InletAi(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                            int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD, int* Map2CellPD,
+                            int faceGrid, int cellGrid);
+    // Crank-Nicolson time term, rows 0 .. nnu-1: the off-diagonal entries
+    // are halved in place (a second call halves them again), the diagonal
+    // gains a0 = V/dt, and SuD gains S VolF0D[r] - sum(half_j
+    // VolF0D[indexELLD_j]) with S = a0 + sum of the halved entries (empty
+    // columns, index -1, add nothing to the second sum). dt > 0 is not
+    // checked. Reports "Calc_Vfconv_UnsteadyTermContribution failed".
+    int Calc_Vfconv_UnsteadyTermContribution(int nnu, int new_nnu, int NColumnPerRow, double* volumeD, double dt,
+                                             double* AELLD, double* SuD, double* VolF0D, int* indexELLD,
+                                             int cellGrid);
+    // Under-relaxed diagonal, rows 0 .. nnu-1: diag = (AD - sum of the
+    // off-diagonal entries) / relax replaces the diagonal, SfiD += (1 -
+    // relax) diag VolFD. It overwrites what earlier steps added to the
+    // diagonal. relax > 0 is not checked. Reports "Calc_Vfconv_FinalCoeff
+    // failed".
+    int Calc_Vfconv_FinalCoeff(int nnu, int new_nnu, int NColumnPerRow, double relax, double* VolFD, double* AELLD,
+                               double* AD, double* SfiD, int cellGrid);
+    // Zero-gradient boundary values: VolFD[ijWallD] = VolFD[ijWallCVD].
+    // Reports "Calc_Vfconv_VolF_WallBC failed".
+    int Calc_Vfconv_VolF_WallBC(int nFaces, int* ijWallCVD, int* ijWallD, double* VolFD, int grid);
+    // The same on symmetry planes. Reports "Calc_Vfconv_VolF_Symm failed".
+    int Calc_Vfconv_VolF_Symm(int nFaces, int* ijSymmCVD, int* ijSymmD, double* VolFD, int grid);
+    // Face values from the blending factors: donor D (the owner when
+    // MassFluxD >= 0) and acceptor A, VFeD = clamp((1 - beta)(phi_D +
+    // phi0_D)/2 + beta (phi_A + phi0_A)/2, 0, 1). Reports
+    // "Calc_Vfconv_UpdateCellFaceValue failed".
+    int Calc_Vfconv_UpdateCellFaceValue(int nFaces, int* ijCVPD, int* ijCVED, double* MassFluxD, double* BetafeD,
+                                        double* VolFD, double* VolF0D, double* VFeD, int grid);
+    // @FILLING-END
+
 private:
     CRVZGPUtool_Imple* m_Imple;
 };

@@ -1,7 +1,8 @@
-// Launch helpers of the transport families (momentum, pressure correction,
-// energy): one launch followed by its status check, and one collect or
-// update step of the shared face-to-cell accumulation. Inline host
-// functions and templates; included by the families' launch files.
+// Launch helpers of the assembly families (momentum, pressure correction,
+// energy, volume fraction): one launch followed by its status check, and
+// one collect or update step of the shared face-to-cell accumulation.
+// Inline host functions and templates over the kernels of
+// CUK_Accumulate.cuh; included by the launch files of every assembly family.
 #pragma once
 
 #include "platform/rvz_platform.h"
@@ -68,6 +69,18 @@ int CollectConservativePair(int nFaces, int new_nnu, const int* Px, const int* P
 {
     RVZ_LAUNCH(Kernel_CollectConservativePair<S>, faceGrid, kBlockSize, 0, 0)
     (nFaces, new_nnu, Px, Py, Ex, Ey, values, AELLDtemp);
+    return CheckStep(message, device);
+}
+
+// Independent pair: +vP[f] (Plus) or -vP[f] (Minus) to the owner, vE[f]
+// to the neighbour.
+template <Sign S>
+int CollectIndependentPair(int nFaces, int new_nnu, const int* Px, const int* Py, const int* Ex, const int* Ey,
+                           const double* vP, const double* vE, double* AELLDtemp, int faceGrid, const char* message,
+                           int device)
+{
+    RVZ_LAUNCH(Kernel_CollectIndependentPair<S>, faceGrid, kBlockSize, 0, 0)
+    (nFaces, new_nnu, Px, Py, Ex, Ey, vP, vE, AELLDtemp);
     return CheckStep(message, device);
 }
 

@@ -11,36 +11,6 @@
 
 namespace rvz {
 
-namespace {
-
-// Step 1 of every statistic: the partial-result buffer starts from zero.
-void ClearPartials(double* buffer, const LevelView& table)
-{
-    cudaMemset(buffer, 0, static_cast<size_t>(table.total) * sizeof(double));
-}
-
-// A statistic of one quantity: its buffer cleared, then the checked reduction.
-template <auto FirstLevel, auto Collect, class... Inputs>
-int Statistic(int grid, const LevelView& table, const char* message, int device, double* buffer, double& result,
-              Inputs... inputs)
-{
-    ClearPartials(buffer, table);
-    return ReduceChecked<FirstLevel, Collect>(grid, table, message, device, buffer, result, inputs...);
-}
-
-// A statistic of two quantities reduced in lock step (a maximum and a
-// minimum, or two sums).
-template <auto FirstLevel, auto Collect, class... Inputs>
-int Statistic2(int grid, const LevelView& table, const char* message, int device, double* bufferA, double* bufferB,
-               double& a, double& b, Inputs... inputs)
-{
-    ClearPartials(bufferA, table);
-    ClearPartials(bufferB, table);
-    return ReduceChecked2<FirstLevel, Collect>(grid, table, message, device, bufferA, bufferB, a, b, inputs...);
-}
-
-}  // namespace
-
 // ---------------------------------------------------------------------------
 // Material properties
 // ---------------------------------------------------------------------------

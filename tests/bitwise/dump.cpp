@@ -1,6 +1,7 @@
 // rvzgpu-bitwise-dump: runs fixed computations and prints every result as
 // its exact bit pattern, so that the outputs of the host and cuda backends
-// can be compared with diff. Only + - * / sqrt fma enter these results.
+// can be compared with diff. Only + - * / sqrt fma (and comparisons, min,
+// fabs) enter these results.
 #include <cinttypes>
 #include <cmath>
 #include <cstdint>
@@ -159,6 +160,62 @@ void energy_dump(CRVZGPUtool& tool)
 }
 #endif
 
+// Volume fraction on a chain of n cells (faces i|i+1, unit spacing): the
+// CICSAM blending factors with the two front sums, and the filled volume.
+void volume_fraction_and_print(CRVZGPUtool& tool, int n)
+{
+    std::mt19937_64 gen(7u + n);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    const int nf = n - 1;
+    std::vector<int> P(nf), E(nf);
+    std::vector<double> flux(nf), co(n), gx(n), zero(n, 0.0), phi(n), vol(n), xc(n);
+    for (int f = 0; f < nf; ++f) {
+        P[f] = f;
+        E[f] = f + 1;
+        flux[f] = unit(gen) - 0.5;
+    }
+    for (int c = 0; c < n; ++c) {
+        co[c] = unit(gen);
+        gx[c] = unit(gen) - 0.5;
+        phi[c] = unit(gen);
+        vol[c] = 0.5 + unit(gen);
+        xc[c] = c;
+    }
+    std::vector<double*> owned;
+    auto up = [&](const std::vector<double>& v) {
+        double* d = nullptr;
+        tool.AllocateDeviceMemory(static_cast<int>(v.size()), d);
+        tool.DataCopyHost2Device(static_cast<int>(v.size()), const_cast<double*>(v.data()), d);
+        owned.push_back(d);
+        return d;
+    };
+    int *PD = nullptr, *ED = nullptr;
+    tool.AllocateDeviceMemory(nf, PD);
+    tool.AllocateDeviceMemory(nf, ED);
+    tool.DataCopyHost2Device(nf, P.data(), PD);
+    tool.DataCopyHost2Device(nf, E.data(), ED);
+    const rvz::LevelTable tf = rvz::MakeLevelTable(nf), tc = rvz::MakeLevelTable(n);
+    double *coD = up(co), *gxD = up(gx), *zD = up(zero), *phiD = up(phi), *volD = up(vol), *xcD = up(xc);
+    double *mD = up(flux), *betaD = up(std::vector<double>(nf)), *aED = up(std::vector<double>(nf));
+    double *aWD = up(std::vector<double>(nf)), *ceD = up(std::vector<double>(tf.total));
+    double *fvD = up(std::vector<double>(tf.total)), *fillD = up(std::vector<double>(tc.total));
+    double ce = 0.0, fv = 0.0, fill = 0.0;
+    tool.Calc_InnerFluxVolF(nf, 0, 0, 0, PD, ED, coD, gxD, zD, zD, xcD, zD, zD, phiD, volD, betaD, mD, aED, aWD,
+                            nullptr, nullptr, ceD, fvD, nullptr, nullptr, nullptr, nullptr, nullptr, 0.5, 0,
+                            tf.size[1], tf.nLevels, tf.count, tf.offset, tf.total, tf.size, ce, fv);
+    tool.Calc_FVolUpdate_FillVol(n, phiD, volD, fillD, tc.size[1], tc.nLevels, tc.count, tc.offset, tc.total, tc.size,
+                                 fill);
+    std::vector<double> beta(nf);
+    tool.DataCopyDevice2Host(nf, beta.data(), betaD);
+    print("vof_cemax", n, ce);
+    print("vof_frontvol", n, fv);
+    print("vof_fillvol", n, fill);
+    std::printf("vof_beta n=%d %016" PRIx64 "\n", n, fold(beta));
+    tool.FreeDeviceMemory(PD);
+    tool.FreeDeviceMemory(ED);
+    for (double* d : owned) tool.FreeDeviceMemory(d);
+}
+
 }  // namespace
 
 int main()
@@ -194,6 +251,7 @@ int main()
     }
     for (bool bicgstab : {false, true})
         for (int precond : {0, 1}) solve_and_print(tool, bicgstab, precond);
+    for (int n : {300, 65537}) volume_fraction_and_print(tool, n);
 #if RVZGPU_DUMP_CHANNEL
     // Whole outer iterations of the duct case: gradients, momentum and
     // pressure-correction assembly, both solvers and the corrections.
