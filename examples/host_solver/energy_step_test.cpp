@@ -17,6 +17,7 @@
 #include "device_buffer.h"
 #include "energy_step.h"
 #include "rvzgpu_mesh/Mesh.h"
+#include "rvzgpu_viscosity.h"
 #include "settings.h"
 #include "test_support.h"
 
@@ -135,6 +136,66 @@ TEST(ThermalSettings, RefusesBadThermalInputNamingLineAndKey)
     EXPECT_EQ(Refusal("mould_temperature = 60\n\nmelt_temperature = 55\n"),
               "case.inp:3: key 'melt_temperature': the mould temperature lies above the melt temperature");
     EXPECT_EQ(Refusal("melt_temperature = 200\nmould_temperature = 200\n"), "accepted");
+}
+
+// `material = NAME`: an unknown name is refused with the known ones; the
+// table's constants yield to cross_* keys in the file wherever they stand;
+// the thermal keys the table lacks must be given.
+TEST(NamedMaterial, RefusedOrCombinedWithTheFilesKeys)
+{
+    EXPECT_EQ(Refusal("nx = 4\nmaterial = ps-styron-687e\n"),
+              "case.inp:2: key 'material': unknown material 'ps-styron-687e' (known: ps-styron-678e, "
+              "pp-isofil-hk10-tvhm)");
+    EXPECT_EQ(Refusal("material = ps-styron-678e\ndensity = 1.05\n"), "accepted");
+    EXPECT_EQ(Refusal("thermal = non-isothermal\nmaterial = ps-styron-678e\ndensity = 1.05\nconductivity = 1e4\n"),
+              "case.inp:2: key 'material': the table holds only the Cross-WLF constants of 'ps-styron-678e'; give "
+              "specific_heat in the file");
+    EXPECT_EQ(Refusal("material = pp-isofil-hk10-tvhm\n"),
+              "case.inp:1: key 'material': the table holds only the Cross-WLF constants of 'pp-isofil-hk10-tvhm'; "
+              "give density in the file");
+    const std::string thermal = "density = 1\nthermal = non-isothermal\nspecific_heat = 1\nconductivity = 1\n";
+    const channel::Settings before = channel::ParseSettings("cross_tau = 5e5\nmaterial = ps-styron-678e\n" + thermal, "a");
+    const channel::Settings after = channel::ParseSettings("material = ps-styron-678e\ncross_a1 = 20\n" + thermal, "b");
+    EXPECT_EQ(before.cross_tau, 5e5);
+    EXPECT_EQ(after.cross_tau, 3.08e5);
+    EXPECT_EQ(after.cross_a1, 20.0);
+    EXPECT_EQ(before.cross_a1, 25.7);
+}
+
+// The named grades' viscosity, through the same parameter vector the solver
+// hands to CalcVis_Flow, against the published constants evaluated by hand
+// (SI, kelvin = Celsius + 273.15, poise = 10 Pa s):
+//   import math
+//   def eta(Tc, rate, n, tau, D1, D2, A1, A2):
+//       T = Tc + 273.15
+//       eta0 = D1*math.exp(-A1*(T-D2)/(A2+T-D2))
+//       return 10*eta0, 10*eta0/(1+(eta0*rate/tau)**(1-n))
+//   eta(230, 1e3, 0.252, 30800, 4.76e10, 373.15, 25.7, 61.06)    # Styron 678E
+//   eta(230, 1e3, 0.2895, 37623.5, 2.17218e14, 263.15, 32.463, 51.6)  # ISOFIL
+// The zero-shear value is checked on its own through D1 exp(...) of the
+// settings; the shear-thinned one adds n and tau*.
+TEST(NamedMaterial, ViscosityMatchesTheCitedConstants)
+{
+    namespace visc = rvz::viscosity;
+    struct Case {
+        const char* name;
+        double eta0, eta1000;
+    };
+    const Case cases[] = {{"ps-styron-678e", 1.211294850598313e+04, 7.301531457418578e+02},
+                          {"pp-isofil-hk10-tvhm", 5.409917639423886e+03, 7.075375990485614e+02}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const channel::Settings s =
+            channel::ParseSettings(std::string("material = ") + c.name + "\ndensity = 0.95\n", "case.inp");
+        const double T = 230.0 + 273.0;
+        const double eta0 = s.cross_d1 * std::exp(-s.cross_a1 * (T - s.cross_d2) / (s.cross_a2 + T - s.cross_d2));
+        EXPECT_NEAR(eta0 / c.eta0, 1.0, 1e-12);
+        visc::Material m;
+        m.model = 5;
+        m.parameters = {0.0, s.cross_n, s.cross_tau, s.cross_d1, s.cross_d2, 0.0, s.cross_a1, s.cross_a2};
+        m.MeltT = 230.0;
+        EXPECT_NEAR(visc::MaterialViscosity(m, 230.0, 1e3) / c.eta1000, 1.0, 1e-12);
+    }
 }
 
 channel::Result Duct(const std::string& thermal, int threads, int iterations = 500)

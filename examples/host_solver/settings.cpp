@@ -14,7 +14,11 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <utility>
+#include <vector>
 #include <sstream>
+
+#include "materials.h"
 
 namespace channel {
 
@@ -148,6 +152,11 @@ const std::map<std::string, Setter>& Setters()
         {"cross_d2", [](Settings& s, const Line& l, const std::string& v) { s.cross_d2 = Positive(l, ToDouble(l, v)); }},
         {"cross_a1", [](Settings& s, const Line& l, const std::string& v) { s.cross_a1 = Positive(l, ToDouble(l, v)); }},
         {"cross_a2", [](Settings& s, const Line& l, const std::string& v) { s.cross_a2 = Positive(l, ToDouble(l, v)); }},
+        {"material",
+         [](Settings& s, const Line& l, const std::string& v) {
+             if (FindMaterial(v) == nullptr) l.Fail("unknown material '" + v + "' (known: " + MaterialNames() + ")");
+             s.material = v;
+         }},
     };
     return setters;
 }
@@ -162,6 +171,27 @@ void CheckTemperatures(const Settings& s, const std::map<std::string, int>& line
     const bool mouldLater = mouldLine >= meltLine;
     Line at{name, mouldLater ? mouldLine : meltLine, mouldLater ? "mould_temperature" : "melt_temperature"};
     at.Fail("the mould temperature lies above the melt temperature");
+}
+
+// The named material's Cross-WLF constants, each unless the file gives it;
+// the keys the table cannot supply must then be in the file.
+void ApplyMaterial(Settings& s, const std::map<std::string, int>& lines, const std::string& name)
+{
+    if (s.material.empty()) return;
+    const Material& m = *FindMaterial(s.material);
+    const std::pair<const char*, std::pair<double*, double>> constants[] = {
+        {"cross_n", {&s.cross_n, m.n}},   {"cross_tau", {&s.cross_tau, m.tau}}, {"cross_d1", {&s.cross_d1, m.d1}},
+        {"cross_d2", {&s.cross_d2, m.d2}}, {"cross_a1", {&s.cross_a1, m.a1}},   {"cross_a2", {&s.cross_a2, m.a2}}};
+    for (const auto& [key, target] : constants)
+        if (lines.count(key) == 0) *target.first = target.second;
+    std::vector<std::string> needed = {"density"};
+    if (s.thermal == "non-isothermal") needed.insert(needed.end(), {"specific_heat", "conductivity"});
+    std::string missing;
+    for (const std::string& key : needed)
+        if (lines.count(key) == 0) missing += (missing.empty() ? "" : ", ") + key;
+    if (!missing.empty())
+        Line{name, lines.at("material"), "material"}.Fail("the table holds only the Cross-WLF constants of '" +
+                                                           s.material + "'; give " + missing + " in the file");
 }
 
 }  // namespace
@@ -198,6 +228,7 @@ Settings ParseSettings(const std::string& text, const std::string& name)
     }
     settings.source = name;
     CheckTemperatures(settings, seen, name);
+    ApplyMaterial(settings, seen, name);
     return settings;
 }
 

@@ -69,6 +69,14 @@ struct Settings {
     // eta0 = D1 exp(-A1 (T - D2)/(A2 + T - D2)), T absolute (Celsius +
     // 273.0), D2 and A2 in kelvin. The defaults give eta0 = 1 at 230 C with
     // little shear thinning at the example's rates.
+    //
+    // `material = NAME` takes the six constants of a named grade from the
+    // table in materials.h (CGS: tau in dyn/cm^2, D1 in poise); a cross_*
+    // key the file also gives overrides that constant, wherever it stands.
+    // The table holds no thermal data, so a file naming a material must
+    // give density and, for a non-isothermal run, specific_heat and
+    // conductivity as well. An unknown name is refused with the known ones.
+    std::string material;
     double cross_n = 0.35;
     double cross_tau = 100.0;
     double cross_d1 = 1.65e6;
