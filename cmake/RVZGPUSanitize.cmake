@@ -1,6 +1,6 @@
 # RVZGPU_SANITIZE: AddressSanitizer and UndefinedBehaviorSanitizer over every
 # target of the project (library, mesh toolkit, message passing, examples,
-# tests, benchmarks), for the host backend.
+# tests and, unless switched off, benchmarks), for the host backend.
 #
 # - Every undefined-behaviour check is fatal, so a finding fails the test
 #   that met it instead of scrolling past (see the flags below).
@@ -8,9 +8,9 @@
 #   (RVZGPU_EXACT_ALLOCATIONS) instead of rounding them up to 256 bytes, so
 #   that an access past the end of a device array hits ASan's red zone.
 # - Clang is the compiler: GCC 12 rejects -fsanitize=null on the
-#   `if constexpr` comparison of kernel pointers that picks a BiCGSTAB
-#   variant at compile time, and clang builds the instrumented tree in about
-#   a quarter of GCC's time.
+#   `if constexpr` comparison of kernel pointers that picks the stream
+#   copies of the stream BiCGSTAB driver (valid C++17: GCC stops treating the
+#   comparison of two function addresses as a constant expression).
 # The suppressions of findings outside this library and the run-time
 # options live in scripts/sanitizers/ (env.sh sets the options;
 # scripts/test.sh sources it).
@@ -46,9 +46,9 @@ endif()
 # halt_on_error=1 (scripts/sanitizers/env.sh) makes any other null report
 # fatal.
 set(RVZGPU_SANITIZE_FLAGS -fsanitize=address,undefined -fno-sanitize-recover=all -fsanitize-recover=null)
-# Whole frames and line tables for readable reports. -O2 as in a release
-# build: the instrumented run of the channel solver's tests is the longest
-# step of the CI run.
+# Whole frames and line tables for readable reports; -O2, since the
+# instrumented run of the channel solver's tests is the longest step of the
+# CI run.
 add_compile_options(${RVZGPU_SANITIZE_FLAGS} -fno-omit-frame-pointer -gline-tables-only -O2)
 add_link_options(${RVZGPU_SANITIZE_FLAGS})
 set(RVZGPU_EXACT_ALLOCATIONS ON)
