@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Builds the host backend and runs the whole test suite; when nvcc is present
-# also builds the cuda backend (compile only: no GPU is needed or used).
+# Builds the host backend and runs the whole test suite; builds it again with
+# AddressSanitizer and UndefinedBehaviorSanitizer (clang) and runs the whole
+# suite, example programs included, under them; when nvcc is present also
+# builds the cuda backend (compile only: no GPU is needed or used).
 # Usage: scripts/test.sh            (from anywhere)
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -11,6 +13,15 @@ jobs=$(nproc)
 cmake -S . -B build -G Ninja -DRVZGPU_BACKEND=host
 cmake --build build -j "$jobs"
 ctest --test-dir build --output-on-failure -j "$jobs"
+
+echo "== host backend under AddressSanitizer and UndefinedBehaviorSanitizer =="
+cmake -S . -B build-sanitize -G Ninja -DRVZGPU_BACKEND=host -DRVZGPU_SANITIZE=ON -DRVZGPU_BUILD_BENCH=OFF \
+  -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14
+cmake --build build-sanitize -j "$jobs"
+(
+  source scripts/sanitizers/env.sh
+  ctest --test-dir build-sanitize --output-on-failure -j "$jobs"
+)
 
 if command -v nvcc >/dev/null 2>&1 || [ -x /usr/local/cuda/bin/nvcc ]; then
   export PATH="$PATH:/usr/local/cuda/bin"

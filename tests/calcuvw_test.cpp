@@ -300,11 +300,11 @@ struct Walls {
     flowtest::BoundaryList list = m.mesh.Merge({0, 3});  // cell 0 (-x), cells 0 and 1 (+y)
     DeviceList d{list};
     std::unique_ptr<DeviceArray<int>> match;
-    std::unique_ptr<DeviceArray<double>> CB, coef, surf, tx, ty, tz;
+    std::unique_ptr<DeviceArray<double>> CB, coef, surf, temp, tx, ty, tz;  // one entry per wall face
 
     explicit Walls(std::vector<int> m_)
-        : match(Up(m_)), CB(Field(3, -2.0)), coef(Field(3)), surf(Field(3, 4.0)), tx(Field(3)), ty(Field(3)),
-          tz(Field(3))
+        : match(Up(m_)), CB(Field(3, -2.0)), coef(Field(3)), surf(Field(3, 4.0)), temp(Field(3)), tx(Field(3)),
+          ty(Field(3)), tz(Field(3))
     {
     }
     int Coef() { return Tool().Calc_WallBoundary_UpdateUVW_coef(d.n, *d.slot, *match, *surf, *m.vis, *coef, *m.u, *m.v, *m.w, 1); }
@@ -313,7 +313,7 @@ struct Walls {
         m.dev.ClearScratch();
         return Tool().Calc_WallBoundary_SourceTerm(d.n, d.nRows, m.mesh.newNNU, m.mesh.nCol, nullptr, *d.slot, *match,
                                                    *CB, *coef, *m.u, *m.v, *m.w, *m.APv, *m.APR, *m.Su, *m.Sv, *m.Sw,
-                                                   *d.Px, *d.Py, *m.temp, *tx, *ty, *tz, *m.dev.scratch, *d.rows, 1,
+                                                   *d.Px, *d.Py, *temp, *tx, *ty, *tz, *m.dev.scratch, *d.rows, 1,
                                                    1);
     }
 };

@@ -36,6 +36,8 @@ foreach(line IN LISTS lines)
   if(NOT code STREQUAL status OR at EQUAL -1)
     string(APPEND failed "\n  ${CMAKE_MATCH_3}: exit ${code} (want ${status}), error text '${err}' "
                          "(want it to contain '${text}')")
+  elseif(err MATCHES "==[0-9]+==ERROR: [A-Za-z]+Sanitizer|: runtime error: ")
+    string(APPEND failed "\n  ${CMAKE_MATCH_3}: sanitizer report on the error path:\n${err}")
   endif()
 endforeach()
 if(failed)

@@ -90,6 +90,20 @@ cudaError_t fail(cudaError_t code)
     return code;
 }
 
+// Device arrays start on a 256-byte boundary, as cudaMalloc's do. Normally
+// the block is rounded up to whole 256-byte units; sanitizer builds ask for
+// exactly `bytes`, so that the first byte past the array lies in the
+// allocator's red zone and an overrun is reported where it happens.
+void* aligned_block(size_t bytes)
+{
+#if RVZGPU_EXACT_ALLOCATIONS
+    void* mem = nullptr;
+    return posix_memalign(&mem, kAlignment, bytes) == 0 ? mem : nullptr;
+#else
+    return std::aligned_alloc(kAlignment, (bytes + kAlignment - 1) / kAlignment * kAlignment);
+#endif
+}
+
 cudaError_t allocate(void** p, size_t bytes, bool pageLocked)
 {
     if (p == nullptr) return fail(cudaErrorInvalidValue);
@@ -99,8 +113,7 @@ cudaError_t allocate(void** p, size_t bytes, bool pageLocked)
         return cudaSuccess;
     }
     if (bytes > physical_memory()) return fail(cudaErrorMemoryAllocation);
-    const size_t rounded = (bytes + kAlignment - 1) / kAlignment * kAlignment;
-    void* mem = std::aligned_alloc(kAlignment, rounded);
+    void* mem = aligned_block(bytes);
     if (mem == nullptr) return fail(cudaErrorMemoryAllocation);
     std::lock_guard<std::mutex> lock(allocMutex);
     allocations[static_cast<const char*>(mem)] = Allocation{bytes, pageLocked};
