@@ -15,6 +15,7 @@ namespace {
 
 using accum::Sign;
 using flow::CollectIndependentPair;
+using flow::CollectInflowIntoListedRows;
 using flow::CollectOwnerOnly;
 using flow::UpdateAllRows;
 using flow::UpdateListedRows;
@@ -191,10 +192,9 @@ int Calc_CellFR_Par(int BlockSize, int nFaces, int NPar2CellP, int new_nnu, int 
     if (BlockSize != kBlockSize) return 0;
     RVZ_LAUNCH(Kernel_Calc_CellFR_tempP, faceGrid, kBlockSize, 0, 0)(nFaces, MassFluxD, tempPD);
     CheckStep("Calc_CellFR_tempP failed", SelectedDevice);
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, tempPD, AELLDtemp, faceGrid,
-                                  "Calc_CellFR_P failed", SelectedDevice);
-    return UpdateListedRows(NPar2CellP, new_nnu, NColumnPerRow, AELLDtemp, Par2CellPD, CellFRD, cellGrid,
-                            "Calc_CellFR_Update_Par failed", SelectedDevice);
+    return CollectInflowIntoListedRows(nFaces, NPar2CellP, new_nnu, NColumnPerRow, MapFace2CellPxD, MapFace2CellPyD,
+                                       tempPD, AELLDtemp, Par2CellPD, CellFRD, faceGrid, cellGrid,
+                                       "Calc_CellFR_P failed", "Calc_CellFR_Update_Par failed", SelectedDevice);
 }
 
 // ---------------------------------------------------------------------------
@@ -317,10 +317,10 @@ int Calc_Vfconv_InletBC_CellFR_Su_CB(int BlockSize, int nFaces, int nCells, int 
                          {"Calc_Vfconv_InletBC_Su failed", "Calc_Vfconv_InletBC_Su_Update failed"}, dev);
     cudaMemset(AELLDtemp, 0, static_cast<size_t>(new_nnu) * static_cast<size_t>(NColumnPerRow) * sizeof(double));
     // The fill rate gains the inflow's magnitude, -tempCellFRD.
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, tempCellFRD, AELLDtemp, faceGrid,
-                                  "Calc_Vfconv_InletBC_CellFR failed", dev);
-    return UpdateListedRows(nCells, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, CellFRD, cellGrid,
-                            "Calc_Vfconv_InletBC_CellFR_Update failed", dev);
+    return CollectInflowIntoListedRows(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD, MapFace2CellPyD,
+                                       tempCellFRD, AELLDtemp, Map2CellPD, CellFRD, faceGrid, cellGrid,
+                                       "Calc_Vfconv_InletBC_CellFR failed", "Calc_Vfconv_InletBC_CellFR_Update failed",
+                                       dev);
 }
 
 int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
@@ -329,10 +329,9 @@ int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int 
 {
     if (BlockSize != kBlockSize) return 0;
     // The diagonal gains the inflow's magnitude, -CBD.
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, CBD, AELLDtemp, faceGrid,
-                                  "Calc_Vfconv_InletAi failed", SelectedDevice);
-    return UpdateListedRows(nCells, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, AELLD, cellGrid,
-                            "Calc_Vfconv_InletAi_Update_Opt failed", SelectedDevice);
+    return CollectInflowIntoListedRows(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD, MapFace2CellPyD, CBD,
+                                       AELLDtemp, Map2CellPD, AELLD, faceGrid, cellGrid, "Calc_Vfconv_InletAi failed",
+                                       "Calc_Vfconv_InletAi_Update_Opt failed", SelectedDevice);
 }
 
 int Calc_Vfconv_UnsteadyTermContribution(int BlockSize, int nnu, int new_nnu, int NColumnPerRow,
