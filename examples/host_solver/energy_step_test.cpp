@@ -19,6 +19,7 @@
 #include "rvzgpu_mesh/Mesh.h"
 #include "rvzgpu_viscosity.h"
 #include "settings.h"
+#include "settings_refusal.h"
 #include "test_support.h"
 
 namespace {
@@ -111,15 +112,7 @@ TEST(EnergyStep, DevelopedNusseltNumberBetweenIsothermalPlates)
     EXPECT_NEAR(walls, carried, 1e-8 * std::fabs(carried));
 }
 
-std::string Refusal(const std::string& text)
-{
-    try {
-        channel::ParseSettings(text, "case.inp");
-    } catch (const channel::SettingsError& e) {
-        return e.what();
-    }
-    return "accepted";
-}
+using channel_test::Refusal;
 
 TEST(ThermalSettings, RefusesBadThermalInputNamingLineAndKey)
 {

@@ -15,21 +15,14 @@
 #include "channel_solver.h"
 #include "duct_analytic.h"
 #include "settings.h"
+#include "settings_refusal.h"
 #include "test_support.h"
 
 namespace {
 
 CRVZGPUtool* gTool = nullptr;
 
-std::string Refusal(const std::string& text)
-{
-    try {
-        channel::ParseSettings(text, "case.inp");
-    } catch (const channel::SettingsError& e) {
-        return e.what();
-    }
-    return "accepted";
-}
+using channel_test::Refusal;
 
 TEST(ChannelSettings, ReadsKeysAndKeepsDefaults)
 {
