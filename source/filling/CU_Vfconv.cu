@@ -15,10 +15,8 @@ namespace {
 
 using accum::Sign;
 using flow::CollectIndependentPair;
-using flow::CollectInflowIntoListedRows;
-using flow::CollectOwnerOnly;
+using flow::CollectOwnerIntoListedRows;
 using flow::UpdateAllRows;
-using flow::UpdateListedRows;
 
 // The messages of the collect and update steps of one boundary-list
 // accumulation.
@@ -32,8 +30,9 @@ int CollectListIntoCells(int nFaces, int nRows, int new_nnu, int NColumnPerRow, 
                          const double* tempD, double* AELLDtemp, double* target, const int* rows, int faceGrid,
                          int cellGrid, ListMessages messages, int device)
 {
-    CollectOwnerOnly<Sign::Plus>(nFaces, new_nnu, Px, Py, tempD, AELLDtemp, faceGrid, messages.collect, device);
-    return UpdateListedRows(nRows, new_nnu, NColumnPerRow, AELLDtemp, rows, target, cellGrid, messages.update, device);
+    return CollectOwnerIntoListedRows<Sign::Plus>(nFaces, nRows, new_nnu, NColumnPerRow, Px, Py, tempD, AELLDtemp,
+                                                  rows, target, faceGrid, cellGrid, messages.collect, messages.update,
+                                                  device);
 }
 
 constexpr ListMessages kFlowEWallMessages{"Calc_VOF_FlowE_CourantNoDonnorCell_Wall failed",
@@ -192,9 +191,10 @@ int Calc_CellFR_Par(int BlockSize, int nFaces, int NPar2CellP, int new_nnu, int 
     if (BlockSize != kBlockSize) return 0;
     RVZ_LAUNCH(Kernel_Calc_CellFR_tempP, faceGrid, kBlockSize, 0, 0)(nFaces, MassFluxD, tempPD);
     CheckStep("Calc_CellFR_tempP failed", SelectedDevice);
-    return CollectInflowIntoListedRows(nFaces, NPar2CellP, new_nnu, NColumnPerRow, MapFace2CellPxD, MapFace2CellPyD,
-                                       tempPD, AELLDtemp, Par2CellPD, CellFRD, faceGrid, cellGrid,
-                                       "Calc_CellFR_P failed", "Calc_CellFR_Update_Par failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, NPar2CellP, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, tempPD, AELLDtemp, Par2CellPD, CellFRD, faceGrid,
+                                                   cellGrid, "Calc_CellFR_P failed", "Calc_CellFR_Update_Par failed",
+                                                   SelectedDevice);
 }
 
 // ---------------------------------------------------------------------------
@@ -317,10 +317,10 @@ int Calc_Vfconv_InletBC_CellFR_Su_CB(int BlockSize, int nFaces, int nCells, int 
                          {"Calc_Vfconv_InletBC_Su failed", "Calc_Vfconv_InletBC_Su_Update failed"}, dev);
     cudaMemset(AELLDtemp, 0, static_cast<size_t>(new_nnu) * static_cast<size_t>(NColumnPerRow) * sizeof(double));
     // The fill rate gains the inflow's magnitude, -tempCellFRD.
-    return CollectInflowIntoListedRows(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD, MapFace2CellPyD,
-                                       tempCellFRD, AELLDtemp, Map2CellPD, CellFRD, faceGrid, cellGrid,
-                                       "Calc_Vfconv_InletBC_CellFR failed", "Calc_Vfconv_InletBC_CellFR_Update failed",
-                                       dev);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, tempCellFRD, AELLDtemp, Map2CellPD, CellFRD,
+                                                   faceGrid, cellGrid, "Calc_Vfconv_InletBC_CellFR failed",
+                                                   "Calc_Vfconv_InletBC_CellFR_Update failed", dev);
 }
 
 int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
@@ -329,9 +329,10 @@ int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int 
 {
     if (BlockSize != kBlockSize) return 0;
     // The diagonal gains the inflow's magnitude, -CBD.
-    return CollectInflowIntoListedRows(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD, MapFace2CellPyD, CBD,
-                                       AELLDtemp, Map2CellPD, AELLD, faceGrid, cellGrid, "Calc_Vfconv_InletAi failed",
-                                       "Calc_Vfconv_InletAi_Update_Opt failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, CBD, AELLDtemp, Map2CellPD, AELLD, faceGrid,
+                                                   cellGrid, "Calc_Vfconv_InletAi failed",
+                                                   "Calc_Vfconv_InletAi_Update_Opt failed", SelectedDevice);
 }
 
 int Calc_Vfconv_UnsteadyTermContribution(int BlockSize, int nnu, int new_nnu, int NColumnPerRow,

@@ -51,15 +51,16 @@ int CollectOwnerOnly(int nFaces, int new_nnu, const int* Px, const int* Py, cons
     return CheckStep(message, device);
 }
 
-// Inflow into listed rows: owner-only collect of -v[k] into the scratch,
+// Owner-only collect of +v[k] (Plus) or -v[k] (Minus) into the scratch,
 // then its row sums added to target[rowList[t]] for t < nRows. Both steps
 // are checked under their own messages; returns the status of the update.
-inline int CollectInflowIntoListedRows(int nFaces, int nRows, int new_nnu, int nCol, const int* Px, const int* Py,
-                                       const double* values, double* AELLDtemp, const int* rowList, double* target,
-                                       int faceGrid, int rowGrid, const char* collectMessage,
-                                       const char* updateMessage, int device)
+template <Sign S>
+int CollectOwnerIntoListedRows(int nFaces, int nRows, int new_nnu, int nCol, const int* Px, const int* Py,
+                               const double* values, double* AELLDtemp, const int* rowList, double* target,
+                               int faceGrid, int rowGrid, const char* collectMessage, const char* updateMessage,
+                               int device)
 {
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, Px, Py, values, AELLDtemp, faceGrid, collectMessage, device);
+    CollectOwnerOnly<S>(nFaces, new_nnu, Px, Py, values, AELLDtemp, faceGrid, collectMessage, device);
     return UpdateListedRows(nRows, new_nnu, nCol, AELLDtemp, rowList, target, rowGrid, updateMessage, device);
 }
 
