@@ -14,7 +14,7 @@ namespace rvz {
 namespace {
 
 using accum::Sign;
-using flow::CollectIndependentPair;
+using flow::CollectIndependentPairIntoAllRows;
 using flow::CollectOwnerIntoListedRows;
 using flow::UpdateAllRows;
 
@@ -54,11 +54,11 @@ int Calc_CourantNoDonnorCell(int BlockSize, int nFaces, int nnu, int new_nnu, in
     RVZ_LAUNCH(Kernel_Calc_CourantNoDonnorCell_temp, faceGrid, kBlockSize, 0, 0)
     (nFaces, ijCVPD, ijCVED, dt, MassFluxD, volumeD, tempPD, tempED);
     CheckStep("Calc_CourantNoDonnorCell_temp failed", SelectedDevice);
-    CollectIndependentPair<Sign::Plus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                                       MapFace2CellEyD, tempPD, tempED, AELLDtemp, faceGrid,
-                                       "Calc_CourantNoDonnorCell failed", SelectedDevice);
-    return UpdateAllRows(nnu, new_nnu, NColumnPerRow, AELLDtemp, CourantNoDD, cellGrid,
-                         "Calc_CourantNoDonnorCell_Update failed", SelectedDevice);
+    return CollectIndependentPairIntoAllRows<Sign::Plus>(nFaces, nnu, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                         MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, tempPD,
+                                                         tempED, AELLDtemp, CourantNoDD, faceGrid, cellGrid,
+                                                         "Calc_CourantNoDonnorCell failed",
+                                                         "Calc_CourantNoDonnorCell_Update failed", SelectedDevice);
 }
 
 int Calc_CourantNoDonnorCell_Wall(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
@@ -97,11 +97,12 @@ int Calc_VOF_FlowE_CourantNoDonnorCell(int BlockSize, int nFaces, int nnu, int n
     RVZ_LAUNCH(Kernel_Calc_VOF_FlowE_CourantNoDonnorCell_temp, faceGrid, kBlockSize, 0, 0)
     (nFaces, ijCVPD, ijCVED, MassFluxD, pd_dt_Over_volumeD, tempPD, tempED);
     CheckStep("Calc_VOF_FlowE_CourantNoDonnorCell_temp failed", SelectedDevice);
-    CollectIndependentPair<Sign::Plus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                                       MapFace2CellEyD, tempPD, tempED, AELLDtemp, faceGrid,
-                                       "Calc_VOF_FlowE_CourantNoDonnorCell failed", SelectedDevice);
-    return UpdateAllRows(nnu, new_nnu, NColumnPerRow, AELLDtemp, CourantNoDD, cellGrid,
-                         "Calc_VOF_FlowE_CourantNoDonnorCell_Update failed", SelectedDevice);
+    return CollectIndependentPairIntoAllRows<Sign::Plus>(nFaces, nnu, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                         MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, tempPD,
+                                                         tempED, AELLDtemp, CourantNoDD, faceGrid, cellGrid,
+                                                         "Calc_VOF_FlowE_CourantNoDonnorCell failed",
+                                                         "Calc_VOF_FlowE_CourantNoDonnorCell_Update failed",
+                                                         SelectedDevice);
 }
 
 int Calc_VOF_FlowE_CourantNoDonnorCell_Wall(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
@@ -176,11 +177,11 @@ int Calc_CellFR(int BlockSize, int nFaces, int nnu, int new_nnu, int NColumnPerR
     RVZ_LAUNCH(Kernel_Calc_CellFR_temp, faceGrid, kBlockSize, 0, 0)(nFaces, MassFluxD, tempPD, tempED);
     CheckStep("Calc_CellFR_temp failed", SelectedDevice);
     // The owner side stores -tempPD: the magnitude of an inflow into P.
-    CollectIndependentPair<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                                        MapFace2CellEyD, tempPD, tempED, AELLDtemp, faceGrid, "Calc_CellFR failed",
-                                        SelectedDevice);
-    return UpdateAllRows(nnu, new_nnu, NColumnPerRow, AELLDtemp, CellFRD, cellGrid, "Calc_CellFR_Update failed",
-                         SelectedDevice);
+    return CollectIndependentPairIntoAllRows<Sign::Minus>(nFaces, nnu, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                          MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, tempPD,
+                                                          tempED, AELLDtemp, CellFRD, faceGrid, cellGrid,
+                                                          "Calc_CellFR failed", "Calc_CellFR_Update failed",
+                                                          SelectedDevice);
 }
 
 int Calc_CellFR_Par(int BlockSize, int nFaces, int NPar2CellP, int new_nnu, int NColumnPerRow,

@@ -97,5 +97,18 @@ int CollectIndependentPair(int nFaces, int new_nnu, const int* Px, const int* Py
     return CheckStep(message, device);
 }
 
+// Independent pair collected into the scratch, then its row sums added to
+// target[r] for r = 0 .. nRows-1. Both steps are checked under their own
+// messages; returns the status of the update.
+template <Sign S>
+int CollectIndependentPairIntoAllRows(int nFaces, int nRows, int new_nnu, int nCol, const int* Px, const int* Py,
+                                      const int* Ex, const int* Ey, const double* vP, const double* vE,
+                                      double* AELLDtemp, double* target, int faceGrid, int rowGrid,
+                                      const char* collectMessage, const char* updateMessage, int device)
+{
+    CollectIndependentPair<S>(nFaces, new_nnu, Px, Py, Ex, Ey, vP, vE, AELLDtemp, faceGrid, collectMessage, device);
+    return UpdateAllRows(nRows, new_nnu, nCol, AELLDtemp, target, rowGrid, updateMessage, device);
+}
+
 }  // namespace flow
 }  // namespace rvz
