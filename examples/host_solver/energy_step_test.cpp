@@ -19,15 +19,14 @@
 #include "rvzgpu_mesh/Mesh.h"
 #include "rvzgpu_viscosity.h"
 #include "settings.h"
-#include "settings_refusal.h"
+#include "channel_test_support.h"
 #include "test_support.h"
 
 namespace {
 
 using rvzmesh::BoundaryKind;
 
-CRVZGPUtool* gTool = nullptr;
-CRVZGPUtool& Tool() { return *gTool; }
+using channel_test::Tool;
 
 // Plates at y = 0 and y = H (walls), inlet at x = 0, outlet at x = L, one
 // cell across z between symmetry sides. The velocity is the developed
@@ -237,14 +236,3 @@ TEST(NonIsothermalDuct, ColdMouldRaisesThePressureDropAndRunsAreReproducible)
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

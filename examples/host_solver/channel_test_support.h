@@ -1,13 +1,18 @@
-// Test helper of the channel example: the message with which reading the
-// settings text refuses it, or "accepted" when it is read.
+// Test helpers of the channel example: the one tool of a test program and
+// the message with which reading the settings text refuses it.
 #pragma once
 
 #include <string>
 
+#include "CRVZGPUtool.h"
 #include "settings.h"
 
 namespace channel_test {
 
+// The tool that channel_test_main.cpp creates before any test runs.
+CRVZGPUtool& Tool();
+
+// The refusal's message, or "accepted" when the settings text is read.
 inline std::string Refusal(const std::string& text)
 {
     try {
