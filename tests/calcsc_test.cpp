@@ -19,12 +19,11 @@ using flowtest::BoxMesh;
 using flowtest::DeviceList;
 using flowtest::DeviceMesh;
 using flowtest::Field;
+using flowtest::Form;
 using flowtest::SetCells;
 using flowtest::Up;
 using rvztest::DeviceArray;
 using rvztest::Tool;
-
-enum class Form { All, Opt, One, Par };
 
 struct Levels {
     int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};
