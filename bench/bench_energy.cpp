@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "bench_common.h"
-#include "rvzgpu_mesh/Mesh.h"
+#include "bench_mesh.h"
 
 using rvzbench::MedianSeconds;
 using rvzbench::Upload;
@@ -61,9 +61,7 @@ int main(int argc, char** argv)
     if (tool.SetDeviceToUse(0) != 0) return 1;
     rvzbench::RateTable table("cells", 28);
     for (int n : sizes) {
-        rvzmesh::BoxOptions o;
-        o.nx = o.ny = o.nz = n;
-        const rvzmesh::Mesh m = rvzmesh::BuildMesh(rvzmesh::MakeBox(o));
+        const rvzmesh::Mesh m = rvzbench::CubeOfHexahedra(n);
         rvzmesh::DeviceMesh d;
         if (rvzmesh::UploadMesh(tool, m, d) != 0) return 1;
         const int nc = m.nCells, nf = m.nFaces, ne = m.nExtended, nnu = m.newNNU, nCol = m.nColumnPerRow;

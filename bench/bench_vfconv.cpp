@@ -7,7 +7,7 @@
 
 #include "CU_Reduction.h"
 #include "bench_common.h"
-#include "rvzgpu_mesh/Mesh.h"
+#include "bench_mesh.h"
 
 using rvzbench::MedianSeconds;
 using rvzbench::Upload;
@@ -20,9 +20,7 @@ int main(int argc, char** argv)
     if (tool.SetDeviceToUse(0) != 0) return 1;
     rvzbench::RateTable table("cells", 30);
     for (int k : sides) {
-        rvzmesh::BoxOptions o;
-        o.nx = o.ny = o.nz = k;
-        const rvzmesh::Mesh mesh = rvzmesh::BuildMesh(rvzmesh::MakeBox(o));
+        const rvzmesh::Mesh mesh = rvzbench::CubeOfHexahedra(k);
         const int n = mesh.nCells, nf = mesh.nFaces, nn = mesh.newNNU, nc = mesh.nColumnPerRow;
         const int fg = rvzmesh::Blocks(nf), cg = rvzmesh::Blocks(n);
         const rvz::LevelTable tf = rvz::MakeLevelTable(nf), tc = rvz::MakeLevelTable(n);

@@ -19,12 +19,11 @@ using flowtest::BoxMesh;
 using flowtest::DeviceList;
 using flowtest::DeviceMesh;
 using flowtest::Field;
+using flowtest::Form;
 using flowtest::SetCells;
 using flowtest::Up;
 using rvztest::DeviceArray;
 using rvztest::Tool;
-
-enum class Form { All, Opt, One, Par };
 
 struct Levels {
     int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};
@@ -368,23 +367,33 @@ TEST(CalcSCBoundary, SlotValuesAndGradients)
     EXPECT_EQ(gAfter[c.WallSlot(3)], 0.5);
 }
 
-// Entry 0 and 2: active walls of cell 0 (a corner: two faces on one row);
-// entry 1: a hot-runner face (cell 1 is a hot runner); entry 3: unwetted.
+// The four wall entries of TwoCells with their mould data. Entry 0 and 2:
+// active walls of cell 0 (a corner: two faces on one row); entry 1: a
+// hot-runner face (cell 1 is a hot runner); entry 3: unwetted. Each wall
+// slot carries its own conductivity 2 + e, not the cell's.
+struct MouldWalls : TwoCells {
+    std::unique_ptr<DeviceArray<int>> match = Up(std::vector<int>{0, 0, 0, 1});
+    std::unique_ptr<DeviceArray<int>> hot = Up(std::vector<int>{0, 1});
+    std::unique_ptr<DeviceArray<double>> surf = Up(std::vector<double>{10.0, 20.0, 30.0, 40.0});
+    std::unique_ptr<DeviceArray<double>> mould = Up(std::vector<double>{50.0, 60.0, 70.0, 80.0});
+    std::unique_ptr<DeviceArray<double>> mk = Up(SlotConductivities());
+    std::unique_ptr<DeviceArray<double>> coef = Field(4);
+
+    std::vector<double> SlotConductivities() const
+    {
+        std::vector<double> k(mesh.nExt, 1.0);
+        for (int e = 0; e < 4; ++e) k[WallSlot(e)] = 2.0 + e;
+        return k;
+    }
+};
+
 TEST(CalcSCBoundary, MouldWallsActOnlyWhereWettedAndNotHotRunner)
 {
-    TwoCells c;
-    auto match = Up(std::vector<int>{0, 0, 0, 1});
-    auto hot = Up(std::vector<int>{0, 1});
-    auto surf = Up(std::vector<double>{10.0, 20.0, 30.0, 40.0});
-    auto mould = Up(std::vector<double>{50.0, 60.0, 70.0, 80.0});
-    std::vector<double> k(c.mesh.nExt, 1.0);
-    for (int e = 0; e < 4; ++e) k[c.WallSlot(e)] = 2.0 + e;  // the slot's conductivity, not the cell's
-    auto mk = Up(k);
-    auto coef = Field(4);
-    ASSERT_EQ(Tool().Calc_WallBoundarySC_UpdateT_coef(4, *c.walls.cell, *c.walls.slot, *match, *hot, *surf, *mk,
-                                                      *mould, *coef, *c.T, 1),
+    MouldWalls c;
+    ASSERT_EQ(Tool().Calc_WallBoundarySC_UpdateT_coef(4, *c.walls.cell, *c.walls.slot, *c.match, *c.hot, *c.surf, *c.mk,
+                                                      *c.mould, *c.coef, *c.T, 1),
               0);
-    EXPECT_EQ(coef->Download(), (std::vector<double>{20.0, 60.0, 120.0, 200.0}));
+    EXPECT_EQ(c.coef->Download(), (std::vector<double>{20.0, 60.0, 120.0, 200.0}));
     auto T = c.T->Download();
     EXPECT_EQ(T[c.WallSlot(0)], 50.0);
     EXPECT_EQ(T[c.WallSlot(1)], -1.0 - c.WallSlot(1));  // hot-runner face keeps its value
@@ -393,54 +402,46 @@ TEST(CalcSCBoundary, MouldWallsActOnlyWhereWettedAndNotHotRunner)
 
     auto A = Field(static_cast<int>(c.mesh.EllSize())), rhs = Up(std::vector<double>{1.0, 2.0}), temp = Field(4);
     const int nCol = c.mesh.nCol, nnu = c.mesh.newNNU;
-    ASSERT_EQ(Tool().CalcSC_WallAi(4, c.walls.nRows, nnu, nCol, *c.walls.cell, *c.walls.Px, *c.walls.Py, *match, *hot,
-                                   *coef, *c.dev.scratch, *A, *c.walls.rows, 1, 1),
+    ASSERT_EQ(Tool().CalcSC_WallAi(4, c.walls.nRows, nnu, nCol, *c.walls.cell, *c.walls.Px, *c.walls.Py, *c.match,
+                                   *c.hot, *c.coef, *c.dev.scratch, *A, *c.walls.rows, 1, 1),
               0);
     EXPECT_EQ(A->Download()[0], 140.0);
     EXPECT_EQ(A->Download()[1], 0.0);
-    ASSERT_EQ(Tool().Calc_WallBoundarySC_SourceTerm(4, c.walls.nRows, nnu, nCol, *c.walls.cell, *c.walls.slot, *match,
-                                                    *coef, *hot, *c.T, *rhs, *temp, *c.walls.Px, *c.walls.Py,
+    ASSERT_EQ(Tool().Calc_WallBoundarySC_SourceTerm(4, c.walls.nRows, nnu, nCol, *c.walls.cell, *c.walls.slot, *c.match,
+                                                    *c.coef, *c.hot, *c.T, *rhs, *temp, *c.walls.Px, *c.walls.Py,
                                                     *c.dev.scratch, *c.walls.rows, 1, 1),
               0);
     EXPECT_EQ(rhs->Download(), (std::vector<double>{1.0 + 20.0 * 50.0 + 120.0 * 70.0, 2.0}));
 
     // The hot-runner face takes its cell's temperature and sees the melt.
-    ASSERT_EQ(Tool().Calc_UpdateHotRunnerWallTemperature(4, 240.0, *c.walls.cell, *c.walls.slot, *match, *hot, *c.T,
-                                                         *mould, 1),
+    ASSERT_EQ(Tool().Calc_UpdateHotRunnerWallTemperature(4, 240.0, *c.walls.cell, *c.walls.slot, *c.match, *c.hot, *c.T,
+                                                         *c.mould, 1),
               0);
     T = c.T->Download();
     EXPECT_EQ(T[c.WallSlot(1)], 230.0);
     EXPECT_EQ(T[c.WallSlot(0)], 50.0);
     EXPECT_EQ(T[c.WallSlot(3)], -1.0 - c.WallSlot(3));
-    EXPECT_EQ(mould->Download(), (std::vector<double>{50.0, 240.0, 70.0, 80.0}));
+    EXPECT_EQ(c.mould->Download(), (std::vector<double>{50.0, 240.0, 70.0, 80.0}));
 }
 
 // Kind 3: the transfer conductance A h in series with conduction k G, and
 // after a solve the surface temperature where the two fluxes balance.
 TEST(CalcSCBoundary, HeatTransferWallIsASeriesConductance)
 {
-    TwoCells c;
-    auto match = Up(std::vector<int>{0, 0, 0, 1});
-    auto hot = Up(std::vector<int>{0, 1});
-    auto surf = Up(std::vector<double>{10.0, 20.0, 30.0, 40.0});
-    auto mould = Up(std::vector<double>{50.0, 60.0, 70.0, 80.0});
-    std::vector<double> k(c.mesh.nExt, 1.0);
-    for (int e = 0; e < 4; ++e) k[c.WallSlot(e)] = 2.0 + e;
-    auto mk = Up(k);
-    auto coef = Field(4);
+    MouldWalls c;
     const double h = 3.0, A = 2.0;
     ASSERT_EQ(Tool().Calc_WallBoundarySC_UpdateT_coef_ThermoBC3(4, *c.walls.cell, *c.walls.slot, *c.walls.sx,
-                                                                *c.walls.sy, *c.walls.sz, *match, *hot, h, *surf, *mk,
-                                                                *mould, *coef, *c.T, 1),
+                                                                *c.walls.sy, *c.walls.sz, *c.match, *c.hot, h, *c.surf,
+                                                                *c.mk, *c.mould, *c.coef, *c.T, 1),
               0);
-    const auto cf = coef->Download();
+    const auto cf = c.coef->Download();
     const double kG[4] = {20.0, 60.0, 120.0, 200.0};
     for (int e = 0; e < 4; ++e) EXPECT_DOUBLE_EQ(cf[e], 1.0 / (1.0 / (A * h) + 1.0 / kG[e])) << e;
     EXPECT_EQ(c.T->Download()[c.WallSlot(2)], 70.0);
 
     const auto T0 = c.T->Download();
-    ASSERT_EQ(Tool().Calc_UpdateThermoBC3WallTemperature(4, h, *c.walls.cell, *c.walls.slot, *match, *c.walls.sx,
-                                                         *c.walls.sy, *c.walls.sz, *surf, *mk, *c.T, 1),
+    ASSERT_EQ(Tool().Calc_UpdateThermoBC3WallTemperature(4, h, *c.walls.cell, *c.walls.slot, *c.match, *c.walls.sx,
+                                                         *c.walls.sy, *c.walls.sz, *c.surf, *c.mk, *c.T, 1),
               0);
     const auto T1 = c.T->Download();
     for (int e = 0; e < 3; ++e) {  // hot-runner face 1 included

@@ -16,12 +16,11 @@ using flowtest::BoxMesh;
 using flowtest::DeviceList;
 using flowtest::DeviceMesh;
 using flowtest::Field;
+using flowtest::Form;
 using flowtest::SetCells;
 using flowtest::Up;
 using rvztest::DeviceArray;
 using rvztest::Tool;
-
-enum class Form { All, Opt, One, Par };
 
 // Fields of the momentum equations on one mesh, all extended arrays sized
 // to cells + boundary slots.

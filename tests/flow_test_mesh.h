@@ -22,6 +22,10 @@
 
 namespace flowtest {
 
+// The four launch forms of an interior-face assembly a test calls: every
+// row (plain), listed rows (_Opt and _Opt_ONE) and a partition's rows (_Par).
+enum class Form { All, Opt, One, Par };
+
 using rvztest::DeviceArray;
 
 template <class T>

@@ -19,14 +19,14 @@
 #include "rvzgpu_mesh/Mesh.h"
 #include "rvzgpu_viscosity.h"
 #include "settings.h"
+#include "channel_test_support.h"
 #include "test_support.h"
 
 namespace {
 
 using rvzmesh::BoundaryKind;
 
-CRVZGPUtool* gTool = nullptr;
-CRVZGPUtool& Tool() { return *gTool; }
+using channel_test::Tool;
 
 // Plates at y = 0 and y = H (walls), inlet at x = 0, outlet at x = L, one
 // cell across z between symmetry sides. The velocity is the developed
@@ -111,15 +111,7 @@ TEST(EnergyStep, DevelopedNusseltNumberBetweenIsothermalPlates)
     EXPECT_NEAR(walls, carried, 1e-8 * std::fabs(carried));
 }
 
-std::string Refusal(const std::string& text)
-{
-    try {
-        channel::ParseSettings(text, "case.inp");
-    } catch (const channel::SettingsError& e) {
-        return e.what();
-    }
-    return "accepted";
-}
+using channel_test::Refusal;
 
 TEST(ThermalSettings, RefusesBadThermalInputNamingLineAndKey)
 {
@@ -244,14 +236,3 @@ TEST(NonIsothermalDuct, ColdMouldRaisesThePressureDropAndRunsAreReproducible)
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -15,21 +15,14 @@
 #include "channel_solver.h"
 #include "duct_analytic.h"
 #include "settings.h"
+#include "channel_test_support.h"
 #include "test_support.h"
 
 namespace {
 
-CRVZGPUtool* gTool = nullptr;
+using channel_test::Tool;
 
-std::string Refusal(const std::string& text)
-{
-    try {
-        channel::ParseSettings(text, "case.inp");
-    } catch (const channel::SettingsError& e) {
-        return e.what();
-    }
-    return "accepted";
-}
+using channel_test::Refusal;
 
 TEST(ChannelSettings, ReadsKeysAndKeepsDefaults)
 {
@@ -81,7 +74,7 @@ TEST(ChannelRun, DefaultCaseConvergesConservesMassAndMatchesTheDuctSolution)
 {
     channel::Settings s;
     s.output = "none";
-    const channel::Result r = channel::RunChannel(*gTool, s, nullptr);
+    const channel::Result r = channel::RunChannel(Tool(), s, nullptr);
     ASSERT_EQ(r.outcome, channel::Outcome::Converged) << r.message;
     EXPECT_LT(r.continuity, s.tolerance);
     EXPECT_NEAR(r.outflow, r.inflow, 1e-8 * r.inflow);
@@ -105,7 +98,7 @@ TEST(ChannelRun, DevelopedProfileErrorFallsUnderRefinement)
     const channel::DuctFlow exact = channel::AnalyticDuctFlow(s.width, s.height, s.viscosity, s.inlet_velocity);
     double previousVelocityError = 1.0, previousGradientError = 1.0;
     for (const auto& size : {std::pair<int, int>{12, 7}, {16, 9}, {20, 11}}) {
-        const channel::Result r = channel::RunChannel(*gTool, CoarseDuct(size.first, size.second), nullptr);
+        const channel::Result r = channel::RunChannel(Tool(), CoarseDuct(size.first, size.second), nullptr);
         ASSERT_EQ(r.outcome, channel::Outcome::Converged) << r.message;
         const double velocityError = std::fabs(r.centreVelocity / exact.centreVelocity - 1.0);
         const double gradientError = std::fabs(r.pressureGradient / exact.pressureGradient - 1.0);
@@ -121,7 +114,7 @@ TEST(ChannelRun, TetrahedralDuctConvergesConservesMassAndApproachesTheProfile)
     channel::Settings s = CoarseDuct(10, 5);
     s.cells = "tetrahedra";
     s.relax_velocity = 0.7, s.relax_pressure = 0.5, s.tolerance = 1e-6, s.max_iterations = 400;
-    const channel::Result r = channel::RunChannel(*gTool, s, nullptr);
+    const channel::Result r = channel::RunChannel(Tool(), s, nullptr);
     ASSERT_EQ(r.outcome, channel::Outcome::Converged) << r.message;
     EXPECT_NEAR(r.outflow, r.inflow, 1e-8 * r.inflow);
     const channel::DuctFlow exact = channel::AnalyticDuctFlow(s.width, s.height, s.viscosity, s.inlet_velocity);
@@ -142,7 +135,7 @@ TEST(ChannelRun, SameFieldsBitForBitWithOneAndTwoThreads)
     channel::Settings s = CoarseDuct(12, 7);
     s.max_iterations = 8;
     const std::vector<channel::Result> runs =
-        rvztest::ForThreadCounts({1, 2}, [&] { return channel::RunChannel(*gTool, s, nullptr); });
+        rvztest::ForThreadCounts({1, 2}, [&] { return channel::RunChannel(Tool(), s, nullptr); });
     const auto same = [](const std::vector<double>& a, const std::vector<double>& b) {
         return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
     };
@@ -161,20 +154,9 @@ TEST(ChannelRun, DivergingRunStopsWithAMessage)
     s.nx = 12, s.ny = 5, s.nz = 5;
     s.viscosity = 1e-4, s.gamma = 1.0, s.relax_velocity = 1.0, s.relax_pressure = 1.0;
     s.max_iterations = 300, s.output = "none";
-    const channel::Result r = channel::RunChannel(*gTool, s, nullptr);
+    const channel::Result r = channel::RunChannel(Tool(), s, nullptr);
     EXPECT_EQ(r.outcome, channel::Outcome::Diverged) << r.message;
     EXPECT_NE(r.message.find("diverged at iteration"), std::string::npos);
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -15,6 +15,7 @@ namespace {
 
 using accum::Sign;
 using flow::CollectConservativePair;
+using flow::CollectOwnerIntoListedRows;
 using flow::CollectOwnerOnly;
 using flow::CollectOwnerOnlyTimesSlot;
 using flow::LaunchChecked;
@@ -237,10 +238,10 @@ int CalcSC_InOutletAi(int BlockSize, int nFaces, int nRows, int new_nnu, int NCo
                       double* AELLD, const int* Map2CellPD, int faceGrid, int rowGrid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, CBD, AELLDtemp, faceGrid,
-                                  "CalcSC_InOutletAi failed", SelectedDevice);
-    return UpdateListedRows(nRows, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, AELLD, rowGrid,
-                            "CalcSC_InOutletAi_Update_Opt failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nRows, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, CBD, AELLDtemp, Map2CellPD, AELLD, faceGrid,
+                                                   rowGrid, "CalcSC_InOutletAi failed",
+                                                   "CalcSC_InOutletAi_Update_Opt failed", SelectedDevice);
 }
 
 int CalcSC_WallAi(int BlockSize, int nFaces, int nRows, int new_nnu, int NColumnPerRow, const int* ijWallCVD,

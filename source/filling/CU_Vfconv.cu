@@ -14,10 +14,9 @@ namespace rvz {
 namespace {
 
 using accum::Sign;
-using flow::CollectIndependentPair;
-using flow::CollectOwnerOnly;
+using flow::CollectIndependentPairIntoAllRows;
+using flow::CollectOwnerIntoListedRows;
 using flow::UpdateAllRows;
-using flow::UpdateListedRows;
 
 // The messages of the collect and update steps of one boundary-list
 // accumulation.
@@ -31,8 +30,9 @@ int CollectListIntoCells(int nFaces, int nRows, int new_nnu, int NColumnPerRow, 
                          const double* tempD, double* AELLDtemp, double* target, const int* rows, int faceGrid,
                          int cellGrid, ListMessages messages, int device)
 {
-    CollectOwnerOnly<Sign::Plus>(nFaces, new_nnu, Px, Py, tempD, AELLDtemp, faceGrid, messages.collect, device);
-    return UpdateListedRows(nRows, new_nnu, NColumnPerRow, AELLDtemp, rows, target, cellGrid, messages.update, device);
+    return CollectOwnerIntoListedRows<Sign::Plus>(nFaces, nRows, new_nnu, NColumnPerRow, Px, Py, tempD, AELLDtemp,
+                                                  rows, target, faceGrid, cellGrid, messages.collect, messages.update,
+                                                  device);
 }
 
 constexpr ListMessages kFlowEWallMessages{"Calc_VOF_FlowE_CourantNoDonnorCell_Wall failed",
@@ -54,11 +54,11 @@ int Calc_CourantNoDonnorCell(int BlockSize, int nFaces, int nnu, int new_nnu, in
     RVZ_LAUNCH(Kernel_Calc_CourantNoDonnorCell_temp, faceGrid, kBlockSize, 0, 0)
     (nFaces, ijCVPD, ijCVED, dt, MassFluxD, volumeD, tempPD, tempED);
     CheckStep("Calc_CourantNoDonnorCell_temp failed", SelectedDevice);
-    CollectIndependentPair<Sign::Plus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                                       MapFace2CellEyD, tempPD, tempED, AELLDtemp, faceGrid,
-                                       "Calc_CourantNoDonnorCell failed", SelectedDevice);
-    return UpdateAllRows(nnu, new_nnu, NColumnPerRow, AELLDtemp, CourantNoDD, cellGrid,
-                         "Calc_CourantNoDonnorCell_Update failed", SelectedDevice);
+    return CollectIndependentPairIntoAllRows<Sign::Plus>(nFaces, nnu, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                         MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, tempPD,
+                                                         tempED, AELLDtemp, CourantNoDD, faceGrid, cellGrid,
+                                                         "Calc_CourantNoDonnorCell failed",
+                                                         "Calc_CourantNoDonnorCell_Update failed", SelectedDevice);
 }
 
 int Calc_CourantNoDonnorCell_Wall(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
@@ -97,11 +97,12 @@ int Calc_VOF_FlowE_CourantNoDonnorCell(int BlockSize, int nFaces, int nnu, int n
     RVZ_LAUNCH(Kernel_Calc_VOF_FlowE_CourantNoDonnorCell_temp, faceGrid, kBlockSize, 0, 0)
     (nFaces, ijCVPD, ijCVED, MassFluxD, pd_dt_Over_volumeD, tempPD, tempED);
     CheckStep("Calc_VOF_FlowE_CourantNoDonnorCell_temp failed", SelectedDevice);
-    CollectIndependentPair<Sign::Plus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                                       MapFace2CellEyD, tempPD, tempED, AELLDtemp, faceGrid,
-                                       "Calc_VOF_FlowE_CourantNoDonnorCell failed", SelectedDevice);
-    return UpdateAllRows(nnu, new_nnu, NColumnPerRow, AELLDtemp, CourantNoDD, cellGrid,
-                         "Calc_VOF_FlowE_CourantNoDonnorCell_Update failed", SelectedDevice);
+    return CollectIndependentPairIntoAllRows<Sign::Plus>(nFaces, nnu, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                         MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, tempPD,
+                                                         tempED, AELLDtemp, CourantNoDD, faceGrid, cellGrid,
+                                                         "Calc_VOF_FlowE_CourantNoDonnorCell failed",
+                                                         "Calc_VOF_FlowE_CourantNoDonnorCell_Update failed",
+                                                         SelectedDevice);
 }
 
 int Calc_VOF_FlowE_CourantNoDonnorCell_Wall(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
@@ -176,11 +177,11 @@ int Calc_CellFR(int BlockSize, int nFaces, int nnu, int new_nnu, int NColumnPerR
     RVZ_LAUNCH(Kernel_Calc_CellFR_temp, faceGrid, kBlockSize, 0, 0)(nFaces, MassFluxD, tempPD, tempED);
     CheckStep("Calc_CellFR_temp failed", SelectedDevice);
     // The owner side stores -tempPD: the magnitude of an inflow into P.
-    CollectIndependentPair<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                                        MapFace2CellEyD, tempPD, tempED, AELLDtemp, faceGrid, "Calc_CellFR failed",
-                                        SelectedDevice);
-    return UpdateAllRows(nnu, new_nnu, NColumnPerRow, AELLDtemp, CellFRD, cellGrid, "Calc_CellFR_Update failed",
-                         SelectedDevice);
+    return CollectIndependentPairIntoAllRows<Sign::Minus>(nFaces, nnu, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                          MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, tempPD,
+                                                          tempED, AELLDtemp, CellFRD, faceGrid, cellGrid,
+                                                          "Calc_CellFR failed", "Calc_CellFR_Update failed",
+                                                          SelectedDevice);
 }
 
 int Calc_CellFR_Par(int BlockSize, int nFaces, int NPar2CellP, int new_nnu, int NColumnPerRow,
@@ -191,10 +192,10 @@ int Calc_CellFR_Par(int BlockSize, int nFaces, int NPar2CellP, int new_nnu, int 
     if (BlockSize != kBlockSize) return 0;
     RVZ_LAUNCH(Kernel_Calc_CellFR_tempP, faceGrid, kBlockSize, 0, 0)(nFaces, MassFluxD, tempPD);
     CheckStep("Calc_CellFR_tempP failed", SelectedDevice);
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, tempPD, AELLDtemp, faceGrid,
-                                  "Calc_CellFR_P failed", SelectedDevice);
-    return UpdateListedRows(NPar2CellP, new_nnu, NColumnPerRow, AELLDtemp, Par2CellPD, CellFRD, cellGrid,
-                            "Calc_CellFR_Update_Par failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, NPar2CellP, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, tempPD, AELLDtemp, Par2CellPD, CellFRD, faceGrid,
+                                                   cellGrid, "Calc_CellFR_P failed", "Calc_CellFR_Update_Par failed",
+                                                   SelectedDevice);
 }
 
 // ---------------------------------------------------------------------------
@@ -317,10 +318,10 @@ int Calc_Vfconv_InletBC_CellFR_Su_CB(int BlockSize, int nFaces, int nCells, int 
                          {"Calc_Vfconv_InletBC_Su failed", "Calc_Vfconv_InletBC_Su_Update failed"}, dev);
     cudaMemset(AELLDtemp, 0, static_cast<size_t>(new_nnu) * static_cast<size_t>(NColumnPerRow) * sizeof(double));
     // The fill rate gains the inflow's magnitude, -tempCellFRD.
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, tempCellFRD, AELLDtemp, faceGrid,
-                                  "Calc_Vfconv_InletBC_CellFR failed", dev);
-    return UpdateListedRows(nCells, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, CellFRD, cellGrid,
-                            "Calc_Vfconv_InletBC_CellFR_Update failed", dev);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, tempCellFRD, AELLDtemp, Map2CellPD, CellFRD,
+                                                   faceGrid, cellGrid, "Calc_Vfconv_InletBC_CellFR failed",
+                                                   "Calc_Vfconv_InletBC_CellFR_Update failed", dev);
 }
 
 int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
@@ -329,10 +330,10 @@ int Calc_Vfconv_InletAi(int BlockSize, int nFaces, int nCells, int new_nnu, int 
 {
     if (BlockSize != kBlockSize) return 0;
     // The diagonal gains the inflow's magnitude, -CBD.
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, CBD, AELLDtemp, faceGrid,
-                                  "Calc_Vfconv_InletAi failed", SelectedDevice);
-    return UpdateListedRows(nCells, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, AELLD, cellGrid,
-                            "Calc_Vfconv_InletAi_Update_Opt failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nCells, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, CBD, AELLDtemp, Map2CellPD, AELLD, faceGrid,
+                                                   cellGrid, "Calc_Vfconv_InletAi failed",
+                                                   "Calc_Vfconv_InletAi_Update_Opt failed", SelectedDevice);
 }
 
 int Calc_Vfconv_UnsteadyTermContribution(int BlockSize, int nnu, int new_nnu, int NColumnPerRow,

@@ -16,7 +16,7 @@ namespace {
 
 using accum::Sign;
 using flow::CollectConservativePair;
-using flow::CollectOwnerOnly;
+using flow::CollectOwnerIntoListedRows;
 using flow::UpdateAllRows;
 using flow::UpdateListedRows;
 
@@ -70,10 +70,12 @@ int Calc_InnerFluxPP_Inlet_STATUS_VELY_CONTROL(int BlockSize, int nFaces, int nR
                                                const int* Map2CellPD, int faceGrid, int rowGrid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, MassFluxInletD, AELLDtemp,
-                                  faceGrid, "Calc_InnerFluxPP_Inlet_STATUS_VELY_CONTROL failed", SelectedDevice);
-    return UpdateListedRows(nRows, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, SourceD, rowGrid,
-                            "Calc_InnerFluxPP_Inlet_STATUS_VELY_CONTROL_Update_Opt failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nRows, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, MassFluxInletD, AELLDtemp, Map2CellPD, SourceD,
+                                                   faceGrid, rowGrid,
+                                                   "Calc_InnerFluxPP_Inlet_STATUS_VELY_CONTROL failed",
+                                                   "Calc_InnerFluxPP_Inlet_STATUS_VELY_CONTROL_Update_Opt failed",
+                                                   SelectedDevice);
 }
 
 int Calc_InnerFluxPP_Inlet_STATUS_PRES_CONTROL(int BlockSize, const BoundaryFluxPPArgs& a, int SelectedDevice)
@@ -87,10 +89,10 @@ int Calc_InnerFluxPP_Inlet_STATUS_PRES_CONTROL(int BlockSize, const BoundaryFlux
     (a.nFaces, a.IsFaceMassFluxStab, a.ijPD, a.ijED, a.uD, a.vD, a.wD, F3(a.centroid), F3(a.gradP), a.volumeD,
      a.APRD, a.mfeD, F3(a.area), a.pD, a.aED);
     CheckStep("Calc_InnerFluxPP_BoundFluxMass_aEmfe failed", SelectedDevice);
-    CollectOwnerOnly<Sign::Minus>(a.nFaces, a.new_nnu, a.MapFace2CellPxD, a.MapFace2CellPyD, a.mfeD, a.AELLDtemp,
-                                  a.faceGrid, "Calc_InnerFluxPP_InletOutlet_Su failed", SelectedDevice);
-    return UpdateListedRows(a.nRows, a.new_nnu, a.NColumnPerRow, a.AELLDtemp, a.Map2CellPD, a.SourceD, a.rowGrid,
-                            "Calc_InnerFluxPP_InletOutlet_Su_Update failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(a.nFaces, a.nRows, a.new_nnu, a.NColumnPerRow, a.MapFace2CellPxD,
+                                                   a.MapFace2CellPyD, a.mfeD, a.AELLDtemp, a.Map2CellPD, a.SourceD,
+                                                   a.faceGrid, a.rowGrid, "Calc_InnerFluxPP_InletOutlet_Su failed",
+                                                   "Calc_InnerFluxPP_InletOutlet_Su_Update failed", SelectedDevice);
 }
 
 int Calc_InnerFluxPP_WallBoundary_BoundFluxMassAlt(int BlockSize, const BoundaryFluxPPArgs& a, int SelectedDevice)
@@ -112,10 +114,10 @@ int Calc_InnerFluxPP_InletAi(int BlockSize, int nFaces, int nRows, int new_nnu, 
                              int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, CBD, AELLDtemp, faceGrid,
-                                  "Calc_InnerFluxPP_InletAi failed", SelectedDevice);
-    return UpdateListedRows(nRows, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, AELLD, rowGrid,
-                            "Calc_InnerFluxPP_InletAi_Update_Opt failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nRows, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, CBD, AELLDtemp, Map2CellPD, AELLD, faceGrid,
+                                                   rowGrid, "Calc_InnerFluxPP_InletAi failed",
+                                                   "Calc_InnerFluxPP_InletAi_Update_Opt failed", SelectedDevice);
 }
 
 int CalcPP_WallAi(int BlockSize, int nFaces, int nRows, int new_nnu, int NColumnPerRow, const int* MapFace2CellPxD,

@@ -17,6 +17,7 @@ namespace {
 
 using accum::Sign;
 using flow::CollectConservativePair;
+using flow::CollectOwnerIntoListedRows;
 using flow::CollectOwnerOnly;
 using flow::CollectOwnerOnlyTimesSlot;
 using flow::UpdateAllRows;
@@ -251,10 +252,10 @@ int CalcUVW_InOutletAi(int BlockSize, int nFaces, int nRows, int new_nnu, int NC
                        double* AELLD, const int* Map2CellPD, int faceGrid, int rowGrid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    CollectOwnerOnly<Sign::Minus>(nFaces, new_nnu, MapFace2CellPxD, MapFace2CellPyD, CBD, AELLDtemp, faceGrid,
-                                  "CalcUVW_InOutletAi failed", SelectedDevice);
-    return UpdateListedRows(nRows, new_nnu, NColumnPerRow, AELLDtemp, Map2CellPD, AELLD, rowGrid,
-                        "CalcUVW_InOutletAi_Update_Opt failed", SelectedDevice);
+    return CollectOwnerIntoListedRows<Sign::Minus>(nFaces, nRows, new_nnu, NColumnPerRow, MapFace2CellPxD,
+                                                   MapFace2CellPyD, CBD, AELLDtemp, Map2CellPD, AELLD, faceGrid,
+                                                   rowGrid, "CalcUVW_InOutletAi failed",
+                                                   "CalcUVW_InOutletAi_Update_Opt failed", SelectedDevice);
 }
 
 int CalcUVW_WallAi(int BlockSize, int nFaces, int nRows, int new_nnu, int NColumnPerRow, const int* MapFace2CellPxD,

@@ -51,6 +51,19 @@ int CollectOwnerOnly(int nFaces, int new_nnu, const int* Px, const int* Py, cons
     return CheckStep(message, device);
 }
 
+// Owner-only collect of +v[k] (Plus) or -v[k] (Minus) into the scratch,
+// then its row sums added to target[rowList[t]] for t < nRows. Both steps
+// are checked under their own messages; returns the status of the update.
+template <Sign S>
+int CollectOwnerIntoListedRows(int nFaces, int nRows, int new_nnu, int nCol, const int* Px, const int* Py,
+                               const double* values, double* AELLDtemp, const int* rowList, double* target,
+                               int faceGrid, int rowGrid, const char* collectMessage, const char* updateMessage,
+                               int device)
+{
+    CollectOwnerOnly<S>(nFaces, new_nnu, Px, Py, values, AELLDtemp, faceGrid, collectMessage, device);
+    return UpdateListedRows(nRows, new_nnu, nCol, AELLDtemp, rowList, target, rowGrid, updateMessage, device);
+}
+
 // Owner-only collect of s*v[k]*phi[slot[k]].
 template <Sign S>
 int CollectOwnerOnlyTimesSlot(int nFaces, int new_nnu, const int* Px, const int* Py, const double* values,
@@ -82,6 +95,19 @@ int CollectIndependentPair(int nFaces, int new_nnu, const int* Px, const int* Py
     RVZ_LAUNCH(Kernel_CollectIndependentPair<S>, faceGrid, kBlockSize, 0, 0)
     (nFaces, new_nnu, Px, Py, Ex, Ey, vP, vE, AELLDtemp);
     return CheckStep(message, device);
+}
+
+// Independent pair collected into the scratch, then its row sums added to
+// target[r] for r = 0 .. nRows-1. Both steps are checked under their own
+// messages; returns the status of the update.
+template <Sign S>
+int CollectIndependentPairIntoAllRows(int nFaces, int nRows, int new_nnu, int nCol, const int* Px, const int* Py,
+                                      const int* Ex, const int* Ey, const double* vP, const double* vE,
+                                      double* AELLDtemp, double* target, int faceGrid, int rowGrid,
+                                      const char* collectMessage, const char* updateMessage, int device)
+{
+    CollectIndependentPair<S>(nFaces, new_nnu, Px, Py, Ex, Ey, vP, vE, AELLDtemp, faceGrid, collectMessage, device);
+    return UpdateAllRows(nRows, new_nnu, nCol, AELLDtemp, target, rowGrid, updateMessage, device);
 }
 
 }  // namespace flow
