@@ -14,6 +14,12 @@
 set -eu
 
 channel=${1:-build/examples/host_solver/rvzgpu-channel}
+# Debian's openfoam package puts the programs on PATH but leaves the
+# project folder (where they find etc/controlDict) for the user to name.
+if [ -z "${WM_PROJECT_DIR:-}" ] && [ -f /usr/share/openfoam/etc/controlDict ]; then
+    WM_PROJECT_DIR=/usr/share/openfoam
+    export WM_PROJECT_DIR
+fi
 if ! command -v simpleFoam >/dev/null 2>&1 || ! command -v blockMesh >/dev/null 2>&1; then
     echo "duct_simplefoam: OpenFOAM (simpleFoam, blockMesh) not on PATH; source its etc/bashrc first" >&2
     exit 77
@@ -30,7 +36,7 @@ case=$work/duct
 mkdir -p "$case/system" "$case/constant" "$case/0"
 
 header() {  # class object
-    printf 'FoamFile\n{\n    format ascii;\n    class %s;\n    object %s;\n}\n' "$1" "$2"
+    printf 'FoamFile\n{\n    version 2.0;\n    format ascii;\n    class %s;\n    object %s;\n}\n' "$1" "$2"
 }
 
 { header dictionary controlDict; cat <<'DICT'
@@ -124,9 +130,18 @@ boundaryField
 DICT
 } > "$case/0/p"
 
-(cd "$case" && blockMesh > log.blockMesh 2>&1)
+# Runs one OpenFOAM step in the case; on failure shows the end of its log.
+foam() {
+    log=$1; shift
+    if ! (cd "$case" && "$@" > "$log" 2>&1); then
+        echo "duct_simplefoam: $* failed; the end of its log:" >&2
+        tail -n 20 "$case/$log" >&2
+        exit 1
+    fi
+}
+foam log.blockMesh blockMesh
 start=$(date +%s.%N)
-(cd "$case" && simpleFoam > log.simpleFoam 2>&1)
+foam log.simpleFoam simpleFoam
 end=$(date +%s.%N)
 foamTime=$(echo "$end - $start" | bc)
 if command -v foamPostProcess >/dev/null 2>&1; then
