@@ -7,13 +7,14 @@
 // kernel, x gathered once per row):
 //   CSR product  4 (ia) + 12 per entry + 8 (x) + 8 (y) per row
 //   ELL product  12 per slot + 8 (x) + 8 (y) per row
-//   CG iteration (ELL, plain)    one product + 128 per row: the copy of r,
-//                the alpha terms, x, r with its norm, the beta terms, P
+//   CG iteration (ELL, plain)    one product + 112 per row: the alpha
+//                terms, x, r with its norm, the beta terms, P (r_old and r
+//                are exchanged, not copied)
 //   BiCGSTAB iteration (ELL, plain, the method with messages) two products
 //                + 208 per row: the copy of r, two rho terms, the alpha
 //                denominator, s with its norm, two updates of x, the omega
 //                terms, r with its norm, P
-//   Jacobi CG iteration: + 40 per row (z = d r and the copy of z)
+//   Jacobi CG iteration: + 24 per row (z = d r; z_old and z are exchanged)
 //   Jacobi BiCGSTAB iteration: + 48 per row (two passes p^ = d p, s^ = d s)
 //   on CSR storage the CSR product replaces the ELL one
 // An iteration's time is the difference between solves of 1 + K and 1
@@ -222,14 +223,14 @@ int main(int argc, char** argv)
         auto bicgCsr = [&](int maxIter, int p) {
             tool.BiCGSTAB_CSR(n, m.nna(), iaD, jaD, aaD, b, sol, 1e-300, resIn, resOut, iter, maxIter, p);
         };
-        const double cgBytes = ellProduct + 128.0 * n;
+        const double cgBytes = ellProduct + 112.0 * n;
         const double bicgBytes = 2 * ellProduct + 208.0 * n;
         const double cgEllPlain = perIteration(cgEll, 0);
         table.Row(n, "CG iteration (ELL)", cgEllPlain, cgBytes);
         const double cgEllJacobi = perIteration(cgEll, 1);
-        table.Row(n, "JCG iteration (ELL)", cgEllJacobi, cgBytes + 40.0 * n);
+        table.Row(n, "JCG iteration (ELL)", cgEllJacobi, cgBytes + 24.0 * n);
         const double cgCsrJacobi = perIteration(cgCsr, 1);
-        table.Row(n, "JCG iteration (CSR)", cgCsrJacobi, cgBytes + 40.0 * n - ellProduct + csrBytes);
+        table.Row(n, "JCG iteration (CSR)", cgCsrJacobi, cgBytes + 24.0 * n - ellProduct + csrBytes);
         const double bicgEllPlain = perIteration(bicgEll, 0);
         table.Row(n, "BiCGSTAB iter. (ELL)", bicgEllPlain, bicgBytes);
         const double bicgCsrJacobi = perIteration(bicgCsr, 1);
@@ -241,8 +242,8 @@ int main(int argc, char** argv)
             const double eigenJcg = EigenIterationSeconds<EigenCG<Eigen::DiagonalPreconditioner<double>>>(a, K, solveRuns);
             const double eigenJbicg =
                 EigenIterationSeconds<EigenBiCG<Eigen::DiagonalPreconditioner<double>>>(a, K, solveRuns);
-            table.Row(n, "Eigen CG iteration", eigenCg, csrBytes + 128.0 * n);
-            table.Row(n, "Eigen JCG iteration", eigenJcg, csrBytes + 168.0 * n);
+            table.Row(n, "Eigen CG iteration", eigenCg, csrBytes + 112.0 * n);
+            table.Row(n, "Eigen JCG iteration", eigenJcg, csrBytes + 136.0 * n);
             table.Row(n, "Eigen BiJCGSTAB iter.", eigenJbicg, 2 * csrBytes + 256.0 * n);
             RatioLine(n, "CG (ELL) ratio", cgEllPlain, eigenCg);
             RatioLine(n, "JCG (ELL) ratio", cgEllJacobi, eigenJcg);

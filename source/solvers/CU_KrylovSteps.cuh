@@ -17,6 +17,7 @@
 #include <cmath>
 #include <cstdio>
 #include <initializer_list>
+#include <utility>
 #include <vector>
 
 #include "CUK_BiCGSTAB_Basic.cuh"
@@ -294,17 +295,22 @@ template <class R, class Product, class GlobalSum>
 void CGIterate(const CGSystem& s, double* x, double tolAbs, int maxIter, Product&& product, GlobalSum&& globalSum,
                double& resOut, int& iter)
 {
+    // r_old = r and z_old = z by exchanging the vectors: the residual and
+    // z = d r kernels overwrite every row of r and z before they are read
+    // again, so the exchange gives the same numbers without two copies of
+    // n doubles per iteration.
+    CGSystem w = s;
     iter = 0;
     do {
-        CopyDeviceToDevice(s.nnu, s.v.rOld, s.v.r);
-        if (s.jacobi) CopyDeviceToDevice(s.nnu, s.v.zOld, s.v.z);
-        product(static_cast<const double*>(s.v.P), s.v.q);
-        const double alpha = CGAlpha<R>(s, globalSum);
-        RVZ_LAUNCH(Kernel_CG_CalcSol, s.grid, kBlockSize, 0, 0)(s.nnu, x, x, s.v.P, alpha);
-        resOut = CGResidual<R>(s, alpha, globalSum);
-        if (s.jacobi) RVZ_LAUNCH(Kernel_JCG_CalcZ, s.grid, kBlockSize, 0, 0)(s.nnu, s.v.d, s.v.r, s.v.z);
-        const double beta = CGBeta<R>(s, globalSum);
-        RVZ_LAUNCH(Kernel_CG_CalcP, s.grid, kBlockSize, 0, 0)(s.nnu, s.v.P, s.v.P, s.jacobi ? s.v.z : s.v.r, beta);
+        std::swap(w.v.rOld, w.v.r);
+        if (s.jacobi) std::swap(w.v.zOld, w.v.z);
+        product(static_cast<const double*>(w.v.P), w.v.q);
+        const double alpha = CGAlpha<R>(w, globalSum);
+        RVZ_LAUNCH(Kernel_CG_CalcSol, w.grid, kBlockSize, 0, 0)(w.nnu, x, x, w.v.P, alpha);
+        resOut = CGResidual<R>(w, alpha, globalSum);
+        if (w.jacobi) RVZ_LAUNCH(Kernel_JCG_CalcZ, w.grid, kBlockSize, 0, 0)(w.nnu, w.v.d, w.v.r, w.v.z);
+        const double beta = CGBeta<R>(w, globalSum);
+        RVZ_LAUNCH(Kernel_CG_CalcP, w.grid, kBlockSize, 0, 0)(w.nnu, w.v.P, w.v.P, w.jacobi ? w.v.z : w.v.r, beta);
         ++iter;
     } while (resOut > tolAbs && iter < maxIter);
 }
