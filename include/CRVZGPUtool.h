@@ -811,6 +811,124 @@ public:
     // ---------------------------------------------------------------------
     // Energy equation
     // ---------------------------------------------------------------------
+    // @FLOWE-MOMENTUM-BEGIN
+    // ---------------------------------------------------------------------
+    // Extended-flow momentum: assembly (faces, cell sources, final
+    // coefficients) and boundaries (inlets, walls, vents, moving walls)
+    // ---------------------------------------------------------------------
+    //
+    // The scheme of the basic momentum operations above (one coefficient
+    // set for u, v, w; face sources collected into SuD, SvD, SwD through
+    // AELLDtemp; APvD/APRD accumulators; under-relaxed final diagonal;
+    // SIMPLEC factor) with these differences: the deferred correction is
+    // limited together with the explicit diffusion, gravity is scaled by the
+    // local density, a surface-tension force is available, the time term is
+    // one operation, and the explicit update reads the previous iterate from
+    // its own array. Right-hand sides and accumulators are only added to.
+    // AELLDtemp must hold 0 wherever the slot maps of the call do not write
+    // (it is not cleared here). Indices, maps, row lists and array lengths
+    // are not validated.
+
+    // ---- Extended-flow momentum: interior and partition faces ----
+
+    // mfeD[f] = rho_f MassFluxD[f], rho_f = (denD[P] + denD[E])/2 when
+    // gIsWeightedFlowRate = 1 (P = ijCVPD[f], E = ijCVED[f]), else
+    // VFeD[f] denl + (1 - VFeD[f]) deng. Reports
+    // "Calc_FlowE_InnerFluxUVW_mfe failed".
+    int Calc_FlowE_InnerFluxUVW_mfe(int nFaces, int gIsWeightedFlowRate, double deng, double denl, int* ijCVPD,
+                                    int* ijCVED, double* denD, double* VFeD, double* MassFluxD, double* mfeD,
+                                    int blocks);
+    // Face f (P = ijPD, E = ijED, w = leD, S, d = centroid(E) - centroid(P),
+    // m = mfeD, Ds = |S|^2/(S.d + 1e-30), mu_f interpolated from visD):
+    // aED = min(m,0) - mu_f Ds, aWD = -max(m,0) - mu_f Ds. Then for u, v, w
+    // in turn: X = (G.S - Ds G.d) + T.S (G the component's interpolated
+    // gradient, T the matching row of the transposed one), C = max(m,0)
+    // phi(P) + min(m,0) phi(E) - m phi_f, Y = X + gamma C/mu_f, lambda =
+    // clip((psi Ds (phi(E) - phi(P)) + 1e-30)/((1-psi) Y + 1e-30), 0, 1)
+    // with psi = nonOrthLimitFactor, tempD = mu_f lambda Y: the limiter
+    // scales the deferred correction too. tempD goes to the owner's row and
+    // -tempD to the neighbour's; rows 0 .. nRows-1 are added to SuD, SvD,
+    // SwD. A zero mu_f with gamma != 0 gives a non-finite source (not
+    // guarded). Launches 1 + 3 x 3 kernels; reads about 30 doubles per face
+    // and component. Messages "Calc_FlowE_InnerFluxUVW_aEaW failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm_Su/Sv/Sw failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm failed",
+    // "Calc_FlowE_InnerFluxUVW_UpdateSourceTerm failed".
+    int Calc_FlowE_InnerFluxUVW(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                                double gamma, int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD,
+                                double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD,
+                                double* dv_dzD, double* dw_dzD, double* xcD, double* ycD, double* zcD, double* uD,
+                                double* vD, double* wD, double* visD, double* sxD, double* syD, double* szD,
+                                double* mfeD, double* aED, double* aWD, double* SuD, double* SvD, double* SwD,
+                                double* tempD, int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks);
+    // The same on the partition-interface faces (P = ijPParD, the local
+    // cell; E = ijEParD, the neighbour's local copy, refreshed by the
+    // caller; w = leParD): aED only, and the rows of Map2CellPED (nRows of
+    // them) are updated, so the neighbour-side positions are never summed.
+    // Messages as above with "Calc_FlowE_InnerFluxUVW_aE_Par failed" and
+    // "Calc_FlowE_InnerFluxUVW_UpdateSourceTerm_Par failed".
+    int Calc_FlowE_InnerFluxUVWPar(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                                   double gamma, int* ijPParD, int* ijEParD, double* leParD, double* du_dxD,
+                                   double* dv_dxD, double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD,
+                                   double* du_dzD, double* dv_dzD, double* dw_dzD, double* xcD, double* ycD,
+                                   double* zcD, double* uD, double* vD, double* wD, double* visD, double* sxParD,
+                                   double* syParD, double* szParD, double* mfeD, double* aED, double* SuD,
+                                   double* SvD, double* SwD, double* tempD, int* ParMapFace2CellPxD,
+                                   int* ParMapFace2CellPyD, int* ParMapFace2CellExD, int* ParMapFace2CellEyD,
+                                   double* AELLDtemp, int faceBlocks, int cellBlocks, int* Map2CellPED);
+
+    // ---- Extended-flow momentum: cell sources ----
+
+    // Gravity scaled by the density: SuD += V gx rho s with s = 0.1
+    // rho/(denMax + denMin), likewise v, w (a force 0.1 rho^2 V g/(denMax +
+    // denMin)). denMax + denMin = 0 is not guarded. Reports
+    // "Calc_FlowE_GravityForceContribution failed".
+    int Calc_FlowE_GravityForceContribution(int nCells, double denMax, double denMin, double GravX, double GravY,
+                                            double GravZ, double* SuD, double* SvD, double* SwD, double* volumeD,
+                                            double* denD, int blocks);
+    // Continuum surface force: SuD += STCoeff CurvD dVF_dxD s V with s = 2
+    // rho/(denMax + denMin), likewise v, w. Reports
+    // "Calc_FlowE_SurfaceTensionMethodOne failed".
+    int Calc_FlowE_SurfaceTensionMethodOne(int nCells, double denMax, double denMin, double STCoeff, double* volumeD,
+                                           double* CurvD, double* denD, double* dVF_dxD, double* dVF_dyD,
+                                           double* dVF_dzD, double* SuD, double* SvD, double* SwD, int blocks);
+    // Time term, c = rho V OneOver_dtdtNor, B = BlendTime: SuD += c((1 + B)
+    // u0 - B/2 u00) (likewise v, w); APvD, APRD and the diagonal AELLD[i]
+    // each += c(1 + B/2). Reports
+    // "Kernel_Calc_FlowE_2ndImplicitEulerMethodAi failed".
+    int Calc_FlowE_2ndImplicitEulerMethodAi(int nCells, double OneOver_dtdtNor, double BlendTime, double* denD,
+                                            double* volumeD, double* u0D, double* v0D, double* w0D, double* u00D,
+                                            double* v00D, double* w00D, double* AELLD, double* APvD, double* APRD,
+                                            double* SuD, double* SvD, double* SwD, int blocks);
+
+    // ---- Extended-flow momentum: final coefficients ----
+
+    // Per row i < nnu, one component: s = sum of AELLD columns 1.. in
+    // order, aP = (AiAPvAPRD[i] - s) OneOver_relax, AELLD(i,0) = aP (set),
+    // SfiD[i] += (1 - relax) aP fiD[i]. relax and OneOver_relax are not
+    // checked against each other. Reports
+    // "Calc_FlowE_UVW_FinalCoeffRHS_AiSuSvSw failed".
+    int Calc_FlowE_UVW_FinalCoeffRHS_AiSuSvSw(int nnu, int new_nnu, int NColumnPerRow, double relax,
+                                              double OneOver_relax, double* fiD, double* AiAPvAPRD, double* AELLD,
+                                              double* SfiD, int blocks);
+    // Jacobi explicit update: fiD[i] = ((SfiD - n) + g)/a - g/a with n the
+    // sum over columns whose indexELLD is not -1 of AELLD fiOldD[column],
+    // g = dp_d_D volumeD and a = AELLD(i,0) + 1e-30. fiOldD must not be
+    // fiD (not checked). Reports "Calc_FlowE_FinalCoeffRHS_fi failed".
+    int Calc_FlowE_FinalCoeffRHS_fi(int nnu, int new_nnu, int NColumnPerRow, int* indexELLD, double* AELLD,
+                                    double* SfiD, double* dp_d_D, double* volumeD, double* fiOldD, double* fiD,
+                                    int blocks);
+    // APRD[i] = 1/(AELLD[i] + 1e-30). Reports
+    // "Calc_FlowE_FinalCoeffRHS_UpdateAPR failed".
+    int Calc_FlowE_FinalCoeffRHS_UpdateAPR(int nnu, double* AELLD, double* APRD, int blocks);
+    // APRD = APRD/(APRD s + 1 + 1e-30), s the off-diagonal sum of the row:
+    // the SIMPLEC factor. Reports
+    // "Calc_FlowE_FinalCoeffRHS_UpdateAPR_SIMPLEC failed".
+    int Calc_FlowE_FinalCoeffRHS_UpdateAPR_SIMPLEC(int nnu, int new_nnu, int NColumnPerRow, double* AELLD,
+                                                   double* APRD, int blocks);
+    // @FLOWE-MOMENTUM-END
+
     // @ENERGY-BEGIN
     // The temperature equation rho cp DT/dt = div(k grad T) + sources,
     // assembled into the ELL matrix (off-diagonal entries <= 0, the diagonal
