@@ -927,6 +927,137 @@ public:
     // "Calc_FlowE_FinalCoeffRHS_UpdateAPR_SIMPLEC failed".
     int Calc_FlowE_FinalCoeffRHS_UpdateAPR_SIMPLEC(int nnu, int new_nnu, int NColumnPerRow, double* AELLD,
                                                    double* APRD, int blocks);
+
+    // ---- Extended-flow momentum: inlet faces ----
+    //
+    // Inlet list entry i: cell ijInletCVD[i], boundary slot ijInletD[i],
+    // outward area vector ijInletS{x,y,z}D[i]. Per time step an inlet face
+    // is classified: open (judge3D: active, or its slot not yet filled),
+    // assembled like an interior face towards its slot with zero-gradient
+    // velocity, or a wall (judge4D: inactive and filled). The flags are
+    // bool arrays of the list's length.
+
+    // mfeD[i] = denD[ijInletD[i]] MassFluxInletD[i] (density of the slot).
+    // Reports "Calc_FlowE_UVW_InletBoundary_mfe failed".
+    int Calc_FlowE_UVW_InletBoundary_mfe(int nFaces, int* ijInletD, double* denD, double* MassFluxInletD,
+                                         double* mfeD, int blocks);
+    // judge3D[i] = (gpInletbInD[i] = 1) or VolFD[slot] < FCRI; judge4D[i]
+    // = not active and VolFD[slot] >= FCRI (NaN counts as filled).
+    // iFAIMFluidIn, ijInletCVD and MFD are accepted and not read. Reports
+    // "Calc_FlowE_UVW_InletBoundary_Judge failed".
+    int Calc_FlowE_UVW_InletBoundary_Judge(int nFaces, double FCRI, int iFAIMFluidIn, int* ijInletCVD, int* ijInletD,
+                                           int* gpInletbInD, double* VolFD, double* MFD, bool* judge3D,
+                                           bool* judge4D, int blocks);
+    // Where judge3D: the nine velocity-gradient entries of the slot take
+    // the cell's values (zero gradient); elsewhere unchanged. Reports
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_dd failed".
+    int Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_dd(int nFaces, int* ijInletCVD, int* ijInletD, bool* judge3D,
+                                                      double* du_dxD, double* du_dyD, double* du_dzD, double* dv_dxD,
+                                                      double* dv_dyD, double* dv_dzD, double* dw_dxD, double* dw_dyD,
+                                                      double* dw_dzD, int blocks);
+    // The interior coefficients of Calc_FlowE_InnerFluxUVW with weight 1
+    // (mu_f = visD at the slot) on a list whose ijPD is the cell and ijED
+    // the slot. le_ is accepted and not read. Reports
+    // "Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_aEaW failed".
+    int Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_aEaW(int nFaces, double le_, int* ijPD, int* ijED, double* visD,
+                                                       double* sxD, double* syD, double* szD, double* xcD,
+                                                       double* ycD, double* zcD, double* mfeD, double* aED,
+                                                       double* aWD, int blocks);
+    // The face sources of Calc_FlowE_InnerFluxUVW on the inlet list (ijPD
+    // cell, ijED slot) with every interpolation weighted by le_, times 1
+    // where judge3D and 0 elsewhere; collected as interior pairs and the
+    // rows of Map2CellPBD (nRows of them) added to SuD, SvD, SwD. Messages
+    // "Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_Su/Sv/Sw failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt failed".
+    int Calc_FlowE_UVW_InletBoundary_SetNeumann_InnerFluxUVW(
+        int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor, double gamma, int* ijPD,
+        int* ijED, double le_, bool* judge3D, double* du_dxD, double* dv_dxD, double* dw_dxD, double* du_dyD,
+        double* dv_dyD, double* dw_dyD, double* du_dzD, double* dv_dzD, double* dw_dzD, double* xcD, double* ycD,
+        double* zcD, double* uD, double* vD, double* wD, double* visD, double* sxD, double* syD, double* szD,
+        double* mfeD, double* SuD, double* SvD, double* SwD, double* tempD, int* MapFace2CellPxD,
+        int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks,
+        int cellBlocks, int* Map2CellPBD);
+    // Open faces: temp1D/temp2D/temp3D = -aED times u/v/w at the slot (0
+    // on other faces), each collected owner-only (list slot map) and the
+    // rows of Map2CellPBD added to SuD, SvD, SwD. The int arrays marked
+    // unused are not read. Messages
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_SuSvSw_temp failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm_Ponly failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt failed".
+    int Calc_FlowE_UVW_InletBoundary_SetNeumann_SuSvSw(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                       int* unused, int* ijInletD, double* aED, bool* judge3D,
+                                                       double* uD, double* vD, double* wD, double* SuD, double* SvD,
+                                                       double* SwD, double* temp1D, double* temp2D, double* temp3D,
+                                                       int* MapFace2CellPxD, int* MapFace2CellPyD, int* unused2,
+                                                       int* unused3, double* AELLDtemp, int faceBlocks,
+                                                       int cellBlocks, int* Map2CellPBD);
+    // Open faces: tempD = -aED (0 elsewhere), collected owner-only and the
+    // rows of Map2CellPD added to APvD, APRD and the diagonal of AELLD.
+    // Messages "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_AiAPvAPR_temp
+    // failed", "Calc_FlowE_InnerFluxUVW_SourceTerm_Ponly failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt
+    // failed" (APvD, APRD), "Calc_FlowE_UVW_InletBoundary_AiUpdate_Opt
+    // failed" (AELLD).
+    int Calc_FlowE_UVW_InletBoundary_SetNeumann_APvAPRAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                         int* unused, int* unused2, double* aED, bool* judge3D,
+                                                         double* APvD, double* APRD, double* AELLD, double* tempD,
+                                                         int* MapFace2CellPxD, int* MapFace2CellPyD, int* unused3,
+                                                         int* unused4, double* AELLDtemp, int faceBlocks,
+                                                         int cellBlocks, int* Map2CellPD);
+    // An inactive inlet face (gpInletbInD = 0) flagged as vent
+    // (piIsOutletD > 0), while iFAIMIn = 1 or iFillType = 2: the slot takes
+    // the cell's velocity and MassFluxInletD = S.u(slot); other faces are
+    // unchanged. Reports "Calc_FlowE_UVW_Inlet_UNF failed".
+    int Calc_FlowE_UVW_Inlet_UNF(int nFaces, int iFAIMIn, int iFillType, int* ijInletCVD, int* ijInletD,
+                                 int* gpInletbInD, int* piIsOutletD, double* ijInletSxD, double* ijInletSyD,
+                                 double* ijInletSzD, double* uD, double* vD, double* wD, double* MassFluxInletD,
+                                 int blocks);
+
+    // ---- Extended-flow momentum: walls, vents and moving walls ----
+
+    // Geometry factor of a boundary face: A = |S|, n = S/(A + 1e-20),
+    // surf_distwallD = A/((face centre - centroid(ijPD)).n + 1e-20).
+    // Reports "Calc_FlowE_UVW_GetSurf_DistWall failed".
+    int Calc_FlowE_UVW_GetSurf_DistWall(int nFaces, int* ijPD, double* sxD, double* syD, double* szD, double* f_xcD,
+                                        double* f_ycD, double* f_zcD, double* xcD, double* ycD, double* zcD,
+                                        double* surf_distwallD, int blocks);
+    // judgeD = vent (piIsOutletD >= 1) or moving face (iICM_Status = 1,
+    // VolFD[slot] > FCRI and isMoveWallD = 1); neg_judgeD = not judgeD.
+    // Reports "Calc_FlowE_UVW_Wall_Judge failed".
+    int Calc_FlowE_UVW_Wall_Judge(int nFaces, double FCRI, int iICM_Status, int* ijWallD, int* piIsOutletD,
+                                  int* isMoveWallD, double* VolFD, bool* judgeD, bool* neg_judgeD, int blocks);
+    // coefD = visD[ijWallD] Surf_DistWallD. Reports "Calc_FlowE_UVW_coef failed".
+    int Calc_FlowE_UVW_coef(int nFaces, int* ijWallD, double* visD, double* Surf_DistWallD, double* coefD,
+                            int blocks);
+    // Every judgeD[i] = TrueOrFalse. Reports
+    // "Calc_FlowE_UVW_SetJudgeTrueOrFalse failed".
+    int Calc_FlowE_UVW_SetJudgeTrueOrFalse(int nFaces, bool TrueOrFalse, bool* judgeD, int blocks);
+    // No-slip faces of a list (slot ijBD): where judge4D the slot velocity
+    // becomes 0 and temp1D = coefD visD(slot) is collected owner-only and
+    // added over the rows of Map2CellPD to APvD, APRD and the diagonal of
+    // AELLD; temp2D..temp4D (all 0) go to SuD, SvD, SwD. Faces without
+    // judge4D keep their slot and add nothing. coefD is multiplied by the
+    // slot viscosity here: pass the geometry factor (surf_distwallD) for a
+    // friction mu A/delta. Messages
+    // "Calc_FlowE_UVW_SetUVWWall_uvw_temp failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm_Ponly failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt
+    // failed", "Calc_FlowE_UVW_InletBoundary_AiUpdate_Opt failed".
+    int Calc_FlowE_UVW_SetUVWWall(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijBD, bool* judge4D,
+                                  double* coefD, double* visD, double* uD, double* vD, double* wD, double* temp1D,
+                                  double* temp2D, double* temp3D, double* temp4D, double* AELLD, double* APvD,
+                                  double* APRD, double* SuD, double* SvD, double* SwD, double* AELLDtemp,
+                                  int* MapFace2CellPxD, int* MapFace2CellPyD, int* unused, int* unused2,
+                                  int* Map2CellPD, int faceBlocks, int cellBlocks);
+    // Vents (piIsOutletD > 0) take the cell's velocity into the slot; then
+    // F = S.u(slot) becomes MassFluxWallD for a moving face (iICM_Status =
+    // 1, VolFD[slot] > FCRI, isMoveWallD = 1) or a vent; closed walls keep
+    // theirs. Reports "Calc_FlowE_UVW_Wall_ICM failed".
+    int Calc_FlowE_UVM_Wall_ICM(int nFaces, int iICM_Status, double FCRI, int* ijWallCVD, int* ijWallD,
+                                double* ijWallSxD, double* ijWallSyD, double* ijWallSzD, double* VolFD,
+                                int* piIsOutletD, int* isMoveWallD, double* MassFluxWallD, double* uD, double* vD,
+                                double* wD, int blocks);
     // @FLOWE-MOMENTUM-END
 
     // @ENERGY-BEGIN

@@ -405,4 +405,347 @@ TEST(CalcUVWFlowERuns, FailedStepIsReportedAndTheRestRuns)
 }
 #endif
 
+// ---------------------------------------------------------------------------
+// Inlet faces
+// ---------------------------------------------------------------------------
+
+// Bool flags as 0/1 for comparison.
+std::vector<int> Flags(const DeviceArray<bool>& a)
+{
+    std::vector<int> out;
+    for (bool b : a.Download()) out.push_back(b ? 1 : 0);
+    return out;
+}
+
+TEST(CalcUVWFlowEInlet, ActiveOrUnfilledFacesAreOpenFilledInactiveOnesAreWalls)
+{
+    // active filled, active unfilled, inactive unfilled, inactive filled,
+    // inactive with a NaN fraction (counts as filled), inactive at FCRI.
+    auto slot = Up(std::vector<int>{0, 1, 2, 3, 4, 5});
+    auto gp = Up(std::vector<int>{1, 1, 0, 0, 0, 0});
+    auto VolF = Up(std::vector<double>{0.9, 0.1, 0.1, 0.9, std::nan(""), 0.5});
+    DeviceArray<bool> judge3(6), judge4(6);
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_InletBoundary_Judge(6, 0.5, 1, nullptr, *slot, *gp, *VolF, nullptr, judge3, judge4,
+                                                        1),
+              0);
+    EXPECT_EQ(Flags(judge3), (std::vector<int>{1, 1, 1, 0, 0, 0}));
+    EXPECT_EQ(Flags(judge4), (std::vector<int>{0, 0, 0, 1, 1, 1}));
+}
+
+TEST(CalcUVWFlowEInlet, OpenFacesGetZeroGradientVelocity)
+{
+    // Two inlet faces: cells 0 and 1, slots 2 and 3; only the first is open.
+    auto cell = Up(std::vector<int>{0, 1}), slot = Up(std::vector<int>{2, 3});
+    DeviceArray<bool> judge3(std::vector<bool>{true, false});
+    std::vector<std::unique_ptr<DeviceArray<double>>> g;
+    for (int i = 0; i < 9; ++i) g.push_back(Up(std::vector<double>{1.0 + i, 10.0 + i, -1.0, -2.0}));
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_dd(2, *cell, *slot, judge3, *g[0], *g[1], *g[2], *g[3],
+                                                                   *g[4], *g[5], *g[6], *g[7], *g[8], 1),
+              0);
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(g[i]->Download(), (std::vector<double>{1.0 + i, 10.0 + i, 1.0 + i, -2.0}));
+}
+
+// Line3 with an inlet list on its two x ends: entry 0 is cell 0's -x face
+// (slot s0, scratch column 0), entry 1 cell 2's +x face. ijPD = cell,
+// ijED = slot; the neighbour side of the pair goes to row 1, column 6,
+// which no row list holds. d = -+0.25 along x and |S| = 1: Ds = 4.
+struct InletEnds {
+    Momentum m = Line3();
+    flowtest::BoundaryList list = m.mesh.Merge({0, 1});
+    std::unique_ptr<DeviceArray<int>> P = Up(list.cell), E = Up(list.slot), Px = Up(list.Px), Py = Up(list.Py),
+                                      Ex = Up(std::vector<int>{1, 1}), Ey = Up(std::vector<int>{6, 5}),
+                                      rows = Up(list.rows), slot = Up(list.slot);
+    std::unique_ptr<DeviceArray<double>> sx = Up(list.sx), sy = Up(list.sy), sz = Up(list.sz);
+    std::unique_ptr<DeviceArray<double>> mfe = Up(std::vector<double>{-0.5, -0.5}), aE = Field(2), aW = Field(2);
+    DeviceArray<bool> open{std::vector<bool>{true, false}};
+    int nRows = static_cast<int>(list.rows.size());
+    int s0 = list.slot[0], s1 = list.slot[1];
+
+    InletEnds()
+    {
+        std::vector<double> vis(m.mesh.nExt, 1.0);
+        vis[s0] = vis[s1] = 2.0;
+        m.vis->Upload(vis);
+    }
+    int Coefficients()
+    {
+        return Tool().Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_aEaW(2, 0.5, *P, *E, *m.vis, *sx, *sy, *sz, *m.dev.xc,
+                                                                     *m.dev.yc, *m.dev.zc, *mfe, *aE, *aW, 1);
+    }
+    int Sources(double psi, double gamma, double le)
+    {
+        m.dev.ClearScratch();
+        double* g[9];
+        for (int i = 0; i < 9; ++i) g[i] = m.grad[i]->get();
+        return Tool().Calc_FlowE_UVW_InletBoundary_SetNeumann_InnerFluxUVW(
+            2, nRows, m.mesh.newNNU, m.mesh.nCol, psi, gamma, *P, *E, le, open, g[0], g[1], g[2], g[3], g[4], g[5],
+            g[6], g[7], g[8], *m.dev.xc, *m.dev.yc, *m.dev.zc, *m.u, *m.v, *m.w, *m.vis, *sx, *sy, *sz, *mfe, *m.Su,
+            *m.Sv, *m.Sw, *m.temp, *Px, *Py, *Ex, *Ey, *m.dev.scratch, 1, 1, *rows);
+    }
+};
+
+TEST(CalcUVWFlowEInlet, OpenFaceIsAssembledLikeAnInteriorFaceTowardsItsSlot)
+{
+    InletEnds t;
+    ASSERT_EQ(t.Coefficients(), 0);
+    // Weight 1: mu_f = 2 (the slot's); aE = min(m,0) - 2*4, aW = -0 - 8.
+    EXPECT_EQ(t.aE->Download(), (std::vector<double>{-8.5, -8.5}));
+    EXPECT_EQ(t.aW->Download(), (std::vector<double>{-8.0, -8.0}));
+
+    // Face source with le_ = 0.5: u(cell 0) = 1, u(slot) = -1, du/dx = 4:
+    // X = T.S = -4 (orthogonal), C = min(m,0) u(slot) - m u_f = 0.5,
+    // mu_f = 1.5, Y = -4 + 0.5/1.5 has the sign of Ds du: not limited, so
+    // tempD = mu_f X + C = -5.5. The closed face contributes nothing.
+    std::vector<double> u(t.m.mesh.nExt, 1.0);
+    u[t.s0] = -1.0;
+    u[t.s1] = 7.0;
+    t.m.u->Upload(u);
+    t.m.grad[0]->Upload(std::vector<double>(t.m.mesh.nExt, 4.0));
+    t.m.Su->Upload({1.0, 1.0, 1.0});
+    ASSERT_EQ(t.Sources(0.5, 1.0, 0.5), 0);
+    const auto Su = t.m.Su->Download();
+    EXPECT_NEAR(Su[0], 1.0 - 5.5, 1e-14);
+    EXPECT_EQ(Su[1], 1.0);  // the neighbour side (the slot) has no row
+    EXPECT_EQ(Su[2], 1.0);  // closed face
+    EXPECT_EQ(t.m.Sv->Download(), (std::vector<double>{0.0, 0.0, 0.0}));
+}
+
+TEST(CalcUVWFlowEInlet, OpenFaceAddsItsCoefficientToTheCentreAndTheSlotVelocityToTheSources)
+{
+    InletEnds t;
+    ASSERT_EQ(t.Coefficients(), 0);
+    std::vector<double> u(t.m.mesh.nExt, 0.0), w(t.m.mesh.nExt, 0.0);
+    u[t.s0] = 3.0, u[t.s1] = 5.0, w[t.s0] = -2.0;
+    t.m.u->Upload(u);
+    t.m.w->Upload(w);
+    auto t1 = Field(2), t2 = Field(2), t3 = Field(2);
+    t.m.dev.ClearScratch();
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_InletBoundary_SetNeumann_SuSvSw(
+                  2, t.nRows, t.m.mesh.newNNU, t.m.mesh.nCol, nullptr, *t.slot, *t.aE, t.open, *t.m.u, *t.m.v, *t.m.w,
+                  *t.m.Su, *t.m.Sv, *t.m.Sw, *t1, *t2, *t3, *t.Px, *t.Py, nullptr, nullptr, *t.m.dev.scratch, 1, 1,
+                  *t.rows),
+              0);
+    EXPECT_EQ(t.m.Su->Download(), (std::vector<double>{8.5 * 3.0, 0.0, 0.0}));
+    EXPECT_EQ(t.m.Sw->Download(), (std::vector<double>{8.5 * -2.0, 0.0, 0.0}));
+    EXPECT_EQ(t1->Download(), (std::vector<double>{8.5 * 3.0, 0.0}));
+
+    auto A = Field(static_cast<int>(t.m.mesh.EllSize()), 1.0), APv = Field(3), APR = Field(3, 2.0), temp = Field(2);
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_InletBoundary_SetNeumann_APvAPRAi(
+                  2, t.nRows, t.m.mesh.newNNU, t.m.mesh.nCol, nullptr, nullptr, *t.aE, t.open, *APv, *APR, *A, *temp,
+                  *t.Px, *t.Py, nullptr, nullptr, *t.m.dev.scratch, 1, 1, *t.rows),
+              0);
+    EXPECT_EQ(APv->Download(), (std::vector<double>{8.5, 0.0, 0.0}));
+    EXPECT_EQ(APR->Download(), (std::vector<double>{10.5, 2.0, 2.0}));
+    const auto Anew = A->Download();
+    EXPECT_EQ(Anew[0], 9.5);
+    EXPECT_EQ(Anew[2], 1.0);
+}
+
+TEST(CalcUVWFlowEInlet, InactiveVentedInletLetsTheCellVelocityOut)
+{
+    // Entries: inactive vent, active vent, inactive closed, inactive vent.
+    auto cell = Up(std::vector<int>{0, 0, 0, 0}), slot = Up(std::vector<int>{1, 2, 3, 4});
+    auto gp = Up(std::vector<int>{0, 1, 0, 0}), vent = Up(std::vector<int>{1, 1, 0, 2});
+    auto sx = Up(std::vector<double>{2.0, 2.0, 2.0, 0.0}), sy = Up(std::vector<double>{0.0, 0.0, 0.0, -1.0});
+    auto sz = Field(4);
+    for (int mode = 0; mode < 3; ++mode) {  // iFAIMIn = 1; iFillType = 2; neither
+        const int iFAIMIn = mode == 0 ? 1 : 0, iFillType = mode == 1 ? 2 : 1;
+        auto u = Up(std::vector<double>{3.0, 9.0, 9.0, 9.0, 9.0}), v = Up(std::vector<double>{1.0, 0.0, 0.0, 0.0, 0.0});
+        auto w = Field(5), flux = Field(4, -7.0);
+        ASSERT_EQ(Tool().Calc_FlowE_UVW_Inlet_UNF(4, iFAIMIn, iFillType, *cell, *slot, *gp, *vent, *sx, *sy, *sz, *u, *v,
+                                                  *w, *flux, 1),
+                  0);
+        if (mode < 2) {
+            EXPECT_EQ(u->Download(), (std::vector<double>{3.0, 3.0, 9.0, 9.0, 3.0}));
+            EXPECT_EQ(v->Download(), (std::vector<double>{1.0, 1.0, 0.0, 0.0, 1.0}));
+            EXPECT_EQ(flux->Download(), (std::vector<double>{6.0, -7.0, -7.0, -1.0}));
+        } else {
+            EXPECT_EQ(u->Download(), (std::vector<double>{3.0, 9.0, 9.0, 9.0, 9.0}));
+            EXPECT_EQ(flux->Download(), (std::vector<double>{-7.0, -7.0, -7.0, -7.0}));
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Walls, vents and moving walls
+// ---------------------------------------------------------------------------
+
+TEST(CalcUVWFlowEWall, GeometryFactorIsAreaOverNormalDistance)
+{
+    auto P = Up(std::vector<int>{0, 0});
+    auto sx = Up(std::vector<double>{0.0, 3.0}), sy = Up(std::vector<double>{2.0, 4.0}), sz = Field(2);
+    auto fx = Up(std::vector<double>{0.5, 1.5}), fy = Up(std::vector<double>{1.0, 1.5}), fz = Up(std::vector<double>{0.7, 0.5});
+    auto xc = Field(1, 0.5), yc = Field(1, 0.5), zc = Field(1, 0.5), surf = Field(2);
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_GetSurf_DistWall(2, *P, *sx, *sy, *sz, *fx, *fy, *fz, *xc, *yc, *zc, *surf, 1), 0);
+    // Face 0: area 2, normal distance 0.5 (the offset in z is tangential).
+    // Face 1: area 5, n = (0.6, 0.8, 0), r = (1, 1, 0): distance 1.4.
+    const auto s = surf->Download();
+    EXPECT_NEAR(s[0], 4.0, 1e-14);
+    EXPECT_NEAR(s[1], 5.0 / 1.4, 1e-14);
+
+    auto slot = Up(std::vector<int>{1, 0});
+    auto vis = Up(std::vector<double>{3.0, 0.5}), coef = Field(2);
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_coef(2, *slot, *vis, *surf, *coef, 1), 0);
+    EXPECT_EQ(coef->Download(), (std::vector<double>{0.5 * s[0], 3.0 * s[1]}));
+}
+
+TEST(CalcUVWFlowEWall, VentsAlwaysAndMovingFilledFacesOnlyInMovingMode)
+{
+    // vent 1, vent 2, moving filled, moving at FCRI, still filled, moving unfilled.
+    auto slot = Up(std::vector<int>{0, 1, 2, 3, 4, 5});
+    auto vent = Up(std::vector<int>{1, 2, 0, 0, 0, 0}), moving = Up(std::vector<int>{0, 0, 1, 1, 0, 1});
+    auto VolF = Up(std::vector<double>{0.0, 1.0, 0.9, 0.5, 0.9, 0.1});
+    DeviceArray<bool> judge(6), neg(6);
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_Wall_Judge(6, 0.5, 1, *slot, *vent, *moving, *VolF, judge, neg, 1), 0);
+    EXPECT_EQ(Flags(judge), (std::vector<int>{1, 1, 1, 0, 0, 0}));
+    EXPECT_EQ(Flags(neg), (std::vector<int>{0, 0, 0, 1, 1, 1}));
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_Wall_Judge(6, 0.5, 0, *slot, *vent, *moving, *VolF, judge, neg, 1), 0);
+    EXPECT_EQ(Flags(judge), (std::vector<int>{1, 1, 0, 0, 0, 0}));
+
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_SetJudgeTrueOrFalse(5, true, judge, 1), 0);
+    EXPECT_EQ(Flags(judge), (std::vector<int>{1, 1, 1, 1, 1, 0}));
+}
+
+// Walls on cell 0's -x face (scratch column 0) and cell 2's +x face; only
+// the first is a no-slip face.
+TEST(CalcUVWFlowEWall, NoSlipFaceStopsItsSlotAndAddsItsFriction)
+{
+    InletEnds t;
+    DeviceArray<bool> judge4(std::vector<bool>{true, false});
+    auto coef = Up(std::vector<double>{4.0, 4.0});
+    std::vector<double> u(t.m.mesh.nExt, 1.0);
+    t.m.u->Upload(u);
+    t.m.v->Upload(u);
+    auto A = Field(static_cast<int>(t.m.mesh.EllSize())), APv = Field(3), APR = Field(3);
+    auto t1 = Field(2, 9.0), t2 = Field(2, 9.0), t3 = Field(2, 9.0), t4 = Field(2, 9.0);
+    t.m.Su->Upload({1.0, 1.0, 1.0});
+    t.m.dev.ClearScratch();
+    ASSERT_EQ(Tool().Calc_FlowE_UVW_SetUVWWall(2, t.nRows, t.m.mesh.newNNU, t.m.mesh.nCol, *t.slot, judge4, *coef,
+                                               *t.m.vis, *t.m.u, *t.m.v, *t.m.w, *t1, *t2, *t3, *t4, *A, *APv, *APR,
+                                               *t.m.Su, *t.m.Sv, *t.m.Sw, *t.m.dev.scratch, *t.Px, *t.Py, nullptr,
+                                               nullptr, *t.rows, 1, 1),
+              0);
+    // coefD times the slot viscosity 2.
+    EXPECT_EQ(APv->Download(), (std::vector<double>{8.0, 0.0, 0.0}));
+    EXPECT_EQ(APR->Download(), (std::vector<double>{8.0, 0.0, 0.0}));
+    EXPECT_EQ(A->Download()[0], 8.0);
+    EXPECT_EQ(t.m.Su->Download(), (std::vector<double>{1.0, 1.0, 1.0}));
+    EXPECT_EQ(t.m.Sv->Download(), (std::vector<double>{0.0, 0.0, 0.0}));
+    const auto uNew = t.m.u->Download(), vNew = t.m.v->Download();
+    EXPECT_EQ(uNew[t.s0], 0.0);
+    EXPECT_EQ(vNew[t.s0], 0.0);
+    EXPECT_EQ(uNew[t.s1], 1.0);  // not a no-slip face: kept
+    EXPECT_EQ(t1->Download(), (std::vector<double>{8.0, 0.0}));
+    EXPECT_EQ(t2->Download(), (std::vector<double>{0.0, 0.0}));
+}
+
+TEST(CalcUVWFlowEWall, VentsAndMovingWallsSetTheirFluxClosedWallsKeepTheirs)
+{
+    // vent (takes the cell velocity), moving filled (keeps its slot
+    // velocity), closed still wall (keeps everything).
+    auto cell = Up(std::vector<int>{0, 0, 0}), slot = Up(std::vector<int>{1, 2, 3});
+    auto sx = Up(std::vector<double>{2.0, 2.0, 2.0}), sy = Up(std::vector<double>{0.0, 1.0, 0.0}), sz = Field(3);
+    auto VolF = Up(std::vector<double>{1.0, 0.0, 0.9, 0.9});
+    auto vent = Up(std::vector<int>{1, 0, 0}), moving = Up(std::vector<int>{0, 1, 0});
+    auto u = Up(std::vector<double>{3.0, 0.0, 0.5, 0.25}), v = Up(std::vector<double>{1.0, 0.0, 4.0, 0.0});
+    auto w = Field(4), flux = Field(3, -7.0);
+    ASSERT_EQ(Tool().Calc_FlowE_UVM_Wall_ICM(3, 1, 0.5, *cell, *slot, *sx, *sy, *sz, *VolF, *vent, *moving, *flux, *u,
+                                             *v, *w, 1),
+              0);
+    EXPECT_EQ(u->Download(), (std::vector<double>{3.0, 3.0, 0.5, 0.25}));
+    EXPECT_EQ(v->Download(), (std::vector<double>{1.0, 1.0, 4.0, 0.0}));
+    EXPECT_EQ(flux->Download(), (std::vector<double>{6.0, 1.0 + 4.0, -7.0}));
+    // Out of the moving-wall mode the moving face keeps its flux too.
+    flux->Upload({-7.0, -7.0, -7.0});
+    ASSERT_EQ(Tool().Calc_FlowE_UVM_Wall_ICM(3, 0, 0.5, *cell, *slot, *sx, *sy, *sz, *VolF, *vent, *moving, *flux, *u,
+                                             *v, *w, 1),
+              0);
+    EXPECT_EQ(flux->Download(), (std::vector<double>{6.0, -7.0, -7.0}));
+}
+
+// ---------------------------------------------------------------------------
+// Independent check: plane Poiseuille flow
+// ---------------------------------------------------------------------------
+
+// Cells stacked in y between two no-slip walls, driven by a pressure
+// gradient G: assembled with the extended interior faces, the wall
+// geometry factor and the no-slip wall operation, solved densely on the
+// host and compared with u = G/(2 mu) y (H - y).
+std::vector<double> PoiseuilleProfile(int N, double H, double mu, double G)
+{
+    Momentum m{BoxMesh(1, N, 1, 1.0, H / N, 1.0)};
+    const flowtest::BoundaryList list = m.mesh.Merge({2, 3});
+    flowtest::DeviceList d(list);
+    std::vector<double> fx, fy, fz;
+    for (int s : list.slot) fx.push_back(m.mesh.xc[s]), fy.push_back(m.mesh.yc[s]), fz.push_back(m.mesh.zc[s]);
+    auto Fx = Up(fx), Fy = Up(fy), Fz = Up(fz), surf = Field(d.n);
+    EXPECT_EQ(Tool().Calc_FlowE_UVW_GetSurf_DistWall(d.n, *d.cell, *d.sx, *d.sy, *d.sz, *Fx, *Fy, *Fz, *m.dev.xc,
+                                                     *m.dev.yc, *m.dev.zc, *surf, 1),
+              0);
+    m.vis->Upload(std::vector<double>(m.mesh.nExt, mu));
+    EXPECT_EQ(m.Inner(Op::FlowE, 0.5, 0.0), 0);
+    auto A = Field(static_cast<int>(m.mesh.EllSize()));
+    EXPECT_EQ(Tool().Calc_MapaEaWToAi(m.mesh.nFaces, m.mesh.newNNU, *m.dev.Px, *m.dev.Py, *m.dev.Ex, *m.dev.Ey, *m.aE,
+                                      *m.aW, *A, 1),
+              0);
+    DeviceArray<bool> judge4(std::vector<bool>(d.n, true));
+    auto APv = Field(N), APR = Field(N), t1 = Field(d.n), t2 = Field(d.n), t3 = Field(d.n), t4 = Field(d.n);
+    m.dev.ClearScratch();
+    EXPECT_EQ(Tool().Calc_FlowE_UVW_SetUVWWall(d.n, d.nRows, m.mesh.newNNU, m.mesh.nCol, *d.slot, judge4, *surf, *m.vis,
+                                               *m.u, *m.v, *m.w, *t1, *t2, *t3, *t4, *A, *APv, *APR, *m.Su, *m.Sv,
+                                               *m.Sw, *m.dev.scratch, *d.Px, *d.Py, nullptr, nullptr, *d.rows, 1, 1),
+              0);
+    auto dpdx = Field(N, -G), zero = Field(N);
+    EXPECT_EQ(Tool().Calc_PressureSourceContribution(N, *m.dev.volume, *dpdx, *zero, *zero, *m.Su, *m.Sv, *m.Sw, 1), 0);
+    EXPECT_EQ(Tool().Calc_FlowE_UVW_FinalCoeffRHS_AiSuSvSw(N, m.mesh.newNNU, m.mesh.nCol, 1.0, 1.0, *m.u, *APv, *A,
+                                                           *m.Su, 1),
+              0);
+    return flowtest::SolveEllDense(A->Download(), m.mesh.indexELL, m.mesh.newNNU, m.mesh.nCol, m.Su->Download(), N);
+}
+
+TEST(CalcUVWFlowEChannel, PoiseuilleProfileConvergesToTheParabola)
+{
+    const double H = 1.0, mu = 2.0, G = 8.0;  // centre velocity 0.5
+    double previous = 0.0;
+    for (int N : {10, 20}) {
+        const auto u = PoiseuilleProfile(N, H, mu, G);
+        double err = 0.0;
+        for (int j = 0; j < N; ++j) {
+            const double y = (j + 0.5) * H / N;
+            err = std::max(err, std::fabs(u[j] - G / (2 * mu) * y * (H - y)));
+        }
+        EXPECT_LT(err, 0.02 * 0.5);
+        if (previous > 0.0) EXPECT_LT(err, 0.6 * previous);
+        previous = err;
+    }
+}
+
+#if !RVZGPU_BACKEND_CUDA
+// The diagonal update of the no-slip wall reports under its own message;
+// the right-hand-side updates after it still run.
+TEST(CalcUVWFlowEWall, FailedDiagonalUpdateIsReportedAndTheRestRuns)
+{
+    InletEnds t;
+    DeviceArray<bool> judge4(std::vector<bool>{true, false});
+    auto coef = Up(std::vector<double>{4.0, 4.0});
+    auto A = Field(static_cast<int>(t.m.mesh.EllSize())), APv = Field(3), APR = Field(3);
+    auto t1 = Field(2), t2 = Field(2), t3 = Field(2), t4 = Field(2);
+    t.m.dev.ClearScratch();
+    int status = -1;
+    rvz::host::testing::inject_launch_faults(1, cudaErrorLaunchFailure, 4);  // temp, collect, APv, APR, then AELLD
+    const std::string out = rvztest::CaptureOutput([&] {
+        status = Tool().Calc_FlowE_UVW_SetUVWWall(2, t.nRows, t.m.mesh.newNNU, t.m.mesh.nCol, *t.slot, judge4, *coef,
+                                                  *t.m.vis, *t.m.u, *t.m.v, *t.m.w, *t1, *t2, *t3, *t4, *A, *APv,
+                                                  *APR, *t.m.Su, *t.m.Sv, *t.m.Sw, *t.m.dev.scratch, *t.Px, *t.Py,
+                                                  nullptr, nullptr, *t.rows, 1, 1);
+    });
+    rvz::host::testing::clear_faults();
+    EXPECT_EQ(out, std::string("GPU[0:host] Calc_FlowE_UVW_InletBoundary_AiUpdate_Opt failed: ") +
+                       rvz::PlatformErrorText(719) + ".(719)\n\r5 \r4 \r3 \r2 \r1 ");
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(A->Download()[0], 0.0);
+    EXPECT_EQ(APR->Download()[0], 8.0);
+}
+#endif
+
 }  // namespace

@@ -43,6 +43,11 @@ __device__ __forceinline__ double LimitedFaceSource(int f, int P, int E, double 
     return p.muf * (uvw::Limiter(psi, p.Ds, p.dphi, Y) * Y);
 }
 
+// Nine writable gradient arrays (the order is the caller's).
+struct GradientArrays {
+    double* g[9];
+};
+
 // Density scaling of the body forces: rho/(denMax + denMin) times `factor`.
 __device__ __forceinline__ double DensityScale(double factor, double rho, double denMax, double denMin)
 {
@@ -181,4 +186,196 @@ __global__ void Kernel_Calc_FlowE_UVW_FinalCoeffRHS_AiSuSvSw(int nnu, int newNNU
     const double aP = (AiAPvAPRD[i] - s) * OneOver_relax;
     AELLD[i] = aP;
     SfiD[i] += (1.0 - relax) * aP * fiD[i];
+}
+
+// ---------------------------------------------------------------------------
+// Inlet faces: classification, zero-gradient velocity, open-face assembly
+// ---------------------------------------------------------------------------
+
+// An active inlet face, or one whose slot is not yet filled, is open; an
+// inactive filled one acts as a wall (a NaN volume fraction counts as filled).
+__global__ void Kernel_Calc_FlowE_UVW_InletBoundary_Judge(int n, double FCRI, const int* ijInletD,
+                                                          const int* gpInletbInD, const double* VolFD, bool* judge3D,
+                                                          bool* judge4D)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    const bool active = gpInletbInD[k] == 1;
+    const bool unfilled = VolFD[ijInletD[k]] < FCRI;
+    judge3D[k] = active || unfilled;
+    judge4D[k] = !active && !unfilled;
+}
+
+// Where the face is open, the nine velocity-gradient entries of the slot
+// take the cell's values.
+__global__ void Kernel_Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_dd(int n, const int* ijInletCVD,
+                                                                     const int* ijInletD, const bool* judge3D,
+                                                                     rvz::uvwe::GradientArrays grad)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n || !judge3D[k]) return;
+    const int c = ijInletCVD[k];
+    const int b = ijInletD[k];
+    for (double* g : grad.g) g[b] = g[c];
+}
+
+// The face source of an open inlet face (ijPD = cell, ijED = slot), every
+// interpolation weighted by the single weight le_; 0 on a closed face.
+template <int C>
+__global__ void Kernel_Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_Component(
+    int n, double psi, double gamma, const int* ijPD, const int* ijED, double le_, const bool* judge3D,
+    rvz::uvw::VelocityGradient grad, const double* xcD, const double* ycD, const double* zcD, const double* phiD,
+    const double* visD, const double* sxD, const double* syD, const double* szD, const double* mfeD, double* tempD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    const double open = judge3D[k] ? 1.0 : 0.0;
+    tempD[k] = rvz::uvwe::LimitedFaceSource<C>(k, ijPD[k], ijED[k], le_, psi, gamma, grad, xcD, ycD, zcD, phiD, visD,
+                                               sxD, syD, szD, mfeD) *
+               open;
+}
+
+// Right-hand sides of an open face: -aED times the slot velocity.
+__global__ void Kernel_Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_SuSvSw_temp(
+    int n, const int* ijInletD, const double* aED, const bool* judge3D, const double* uD, const double* vD,
+    const double* wD, double* temp1D, double* temp2D, double* temp3D)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    const int b = ijInletD[k];
+    const bool open = judge3D[k];
+    temp1D[k] = open ? -aED[k] * uD[b] : 0.0;
+    temp2D[k] = open ? -aED[k] * vD[b] : 0.0;
+    temp3D[k] = open ? -aED[k] * wD[b] : 0.0;
+}
+
+// Central coefficient of an open face: -aED.
+__global__ void Kernel_Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_AiAPvAPR_temp(int n, const double* aED,
+                                                                               const bool* judge3D, double* tempD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    tempD[k] = judge3D[k] ? -aED[k] : 0.0;
+}
+
+// An inactive inlet face flagged as vent lets the cell's velocity out while
+// a second fluid is injected (iFAIMIn = 1) or in fill type 2.
+__global__ void Kernel_Calc_FlowE_UVW_Inlet_UNF(int n, int iFAIMIn, int iFillType, const int* ijInletCVD,
+                                                const int* ijInletD, const int* gpInletbInD, const int* piIsOutletD,
+                                                const double* sxD, const double* syD, const double* szD, double* uD,
+                                                double* vD, double* wD, double* MassFluxInletD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    if (!(gpInletbInD[k] == 0 && piIsOutletD[k] > 0 && (iFAIMIn == 1 || iFillType == 2))) return;
+    const int c = ijInletCVD[k];
+    const int b = ijInletD[k];
+    uD[b] = uD[c];
+    vD[b] = vD[c];
+    wD[b] = wD[c];
+    MassFluxInletD[k] = rvz::flow::Dot(rvz::flow::Load3(sxD, syD, szD, k), rvz::flow::Load3(uD, vD, wD, b));
+}
+
+// ---------------------------------------------------------------------------
+// Walls, vents and moving walls
+// ---------------------------------------------------------------------------
+
+// Face area over the normal distance from the owner's centroid to the face.
+__global__ void Kernel_Calc_FlowE_UVW_GetSurf_DistWall(int n, const int* ijPD, const double* sxD, const double* syD,
+                                                       const double* szD, const double* f_xcD, const double* f_ycD,
+                                                       const double* f_zcD, const double* xcD, const double* ycD,
+                                                       const double* zcD, double* surf_distwallD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    const rvz::flow::Vec3 S = rvz::flow::Load3(sxD, syD, szD, k);
+    const double A = sqrt(rvz::flow::Dot(S, S));
+    const double inv = A + 1.0e-20;
+    const rvz::flow::Vec3 normal{S.x / inv, S.y / inv, S.z / inv};
+    const rvz::flow::Vec3 r =
+        rvz::flow::From(rvz::flow::Load3(xcD, ycD, zcD, ijPD[k]), rvz::flow::Load3(f_xcD, f_ycD, f_zcD, k));
+    surf_distwallD[k] = A / (rvz::flow::Dot(r, normal) + 1.0e-20);
+}
+
+namespace rvz {
+namespace uvwe {
+// A wall face moves with the mould while the moving-wall mode is on, the
+// face is moving and its slot is filled.
+__device__ __forceinline__ bool MovingFace(int iICM_Status, double FCRI, double volF, int isMoveWall)
+{
+    return iICM_Status == 1 && volF > FCRI && isMoveWall == 1;
+}
+}  // namespace uvwe
+}  // namespace rvz
+
+__global__ void Kernel_Calc_FlowE_UVW_Wall_Judge(int n, double FCRI, int iICM_Status, const int* ijWallD,
+                                                 const int* piIsOutletD, const int* isMoveWallD, const double* VolFD,
+                                                 bool* judgeD, bool* neg_judgeD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    const bool open =
+        piIsOutletD[k] >= 1 || rvz::uvwe::MovingFace(iICM_Status, FCRI, VolFD[ijWallD[k]], isMoveWallD[k]);
+    judgeD[k] = open;
+    neg_judgeD[k] = !open;
+}
+
+__global__ void Kernel_Calc_FlowE_UVW_coef(int n, const int* ijWallD, const double* visD,
+                                           const double* Surf_DistWallD, double* coefD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    coefD[k] = visD[ijWallD[k]] * Surf_DistWallD[k];
+}
+
+__global__ void Kernel_Calc_FlowE_UVW_SetJudgeTrueOrFalse(int n, bool TrueOrFalse, bool* judgeD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    judgeD[k] = TrueOrFalse;
+}
+
+// No-slip face (judge4D): the slot velocity becomes 0 and the face adds
+// coefD*visD(slot) to the central coefficient and nothing to the right-hand
+// sides; any other face keeps its slot and adds nothing.
+__global__ void Kernel_Calc_FlowE_UVW_SetUVWWall_uvw_temp(int n, const int* ijBD, const bool* judge4D,
+                                                          const double* coefD, const double* visD, double* uD,
+                                                          double* vD, double* wD, double* temp1D, double* temp2D,
+                                                          double* temp3D, double* temp4D)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    const int b = ijBD[k];
+    const bool wall = judge4D[k];
+    if (wall) {
+        uD[b] = 0.0;
+        vD[b] = 0.0;
+        wD[b] = 0.0;
+    }
+    temp1D[k] = wall ? coefD[k] * visD[b] : 0.0;
+    temp2D[k] = 0.0;
+    temp3D[k] = 0.0;
+    temp4D[k] = 0.0;
+}
+
+// Vents take the cell's velocity into the slot; the flux S.u_slot is stored
+// for a moving face or a vent, a closed wall keeps its own.
+__global__ void Kernel_Calc_FlowE_UVW_Wall_ICM(int n, int iICM_Status, double FCRI, const int* ijWallCVD,
+                                               const int* ijWallD, const double* sxD, const double* syD,
+                                               const double* szD, const double* VolFD, const int* piIsOutletD,
+                                               const int* isMoveWallD, double* MassFluxWallD, double* uD, double* vD,
+                                               double* wD)
+{
+    const int k = rvz::uvw::ThreadIndex();
+    if (k >= n) return;
+    const int c = ijWallCVD[k];
+    const int b = ijWallD[k];
+    const bool vent = piIsOutletD[k] > 0;
+    if (vent) {
+        uD[b] = uD[c];
+        vD[b] = vD[c];
+        wD[b] = wD[c];
+    }
+    const double F = rvz::flow::Dot(rvz::flow::Load3(sxD, syD, szD, k), rvz::flow::Load3(uD, vD, wD, b));
+    if (rvz::uvwe::MovingFace(iICM_Status, FCRI, VolFD[b], isMoveWallD[k]) || vent) MassFluxWallD[k] = F;
 }
