@@ -1058,6 +1058,91 @@ public:
                                 double* ijWallSxD, double* ijWallSyD, double* ijWallSzD, double* VolFD,
                                 int* piIsOutletD, int* isMoveWallD, double* MassFluxWallD, double* uD, double* vD,
                                 double* wD, int blocks);
+
+    // ---- Extended-flow utilities: smoothed volume fraction ----
+    //
+    // Each cell's value of SmoothVolFD (an extended array) is replaced by
+    // the area-weighted mean of the face values around it: the face
+    // operations add sum(face value x area) to VolF_SD and sum(area) to SD
+    // (only added to: the caller clears them first), then
+    // Calc_FlowE_SmoothVariable_SmoothVolF divides. The collects store the
+    // same value at both positions of a face (not the +/- pair of a flux).
+
+    // Interior faces: tempD = (w V(E) + (1-w) V(P)) InnerFaceAreaD (w =
+    // leD); rows 0 .. nRows-1 of VolF_SD and SD. Messages
+    // "Calc_FlowE_SmoothVariable_InnerFace failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_VolF_S failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_S failed",
+    // "Calc_FlowE_SmoothVariable_UpdateSourceTerm failed".
+    int Calc_FlowE_SmoothVariable_InnerFace(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijPD,
+                                            int* ijED, double* leD, double* InnerFaceAreaD, double* SmoothVolFD,
+                                            double* VolF_SD, double* SD, double* tempD, int* MapFace2CellPxD,
+                                            int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD,
+                                            double* AELLDtemp, int faceBlocks, int cellBlocks);
+    // Inlet faces (A = |S|): temp1D = V(slot) A and temp2D = A at both
+    // positions of the list's four maps, the rows of Map2CellPBD added to
+    // VolF_SD, then (AELLDtemp cleared in between, new_nnu x NColumnPerRow
+    // doubles) to SD. ijInletCVD is not read. Messages
+    // "Calc_FlowE_SmoothVariable_Inlet failed",
+    // "Calc_FlowE_SmoothVariable_Inlet_VolF_S failed",
+    // "Calc_FlowE_SmoothVariable_Inlet_S failed",
+    // "Calc_FlowE_SmoothVariable_UpdateSourceTerm_Opt failed".
+    int Calc_FlowE_SmoothVariable_Inlet(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijInletCVD,
+                                        int* ijInletD, double* ijInletSxD, double* ijInletSyD, double* ijInletSzD,
+                                        double* SmoothVolFD, double* VolF_SD, double* SD, double* temp1D,
+                                        double* temp2D, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                        int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp,
+                                        int* Map2CellPBD, int faceBlocks, int cellBlocks);
+    // Partition faces (P = ijPParD, E = ijEParD, w = leParD, area |S|): as
+    // the interior faces with the partition slot maps; the rows of
+    // Map2CellPED (nRows of them) are updated. Messages
+    // "Calc_FlowE_SmoothVariable_InnerFacePar failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_VolF_S failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_S_Par failed",
+    // "Calc_FlowE_SmoothVariable_UpdateSourceTermPar failed".
+    int Calc_FlowE_SmoothVariable_InnerFacePar(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijPParD,
+                                               int* ijEParD, double* leParD, double* sxParD, double* syParD,
+                                               double* szParD, double* SmoothVolFD, double* VolF_SD, double* SD,
+                                               double* tempD, int* ParMapFace2CellPxD, int* ParMapFace2CellPyD,
+                                               int* ParMapFace2CellExD, int* ParMapFace2CellEyD, double* AELLDtemp,
+                                               int faceBlocks, int cellBlocks, int* Map2CellPED);
+    // SmoothVolFD[i] = VolF_SD[i]/(SD[i] + 1e-30) for the nCells cells (a
+    // cell without faces gets 0). Reports
+    // "Calc_FlowE_SmoothVariable_SmoothVolF failed".
+    int Calc_FlowE_SmoothVariable_SmoothVolF(int nCells, double* VolF_SD, double* SD, double* SmoothVolFD, int blocks);
+    // Zero gradient: each wall slot takes its cell's value. Reports
+    // "Calc_FlowE_SmoothVariable_Extrapolate_Gradient failed".
+    int Calc_FlowE_SmoothVariable_Extrapolate_Gradient(int nFaces, int* ijWallCVD, int* ijWallD, double* SmoothVolFD,
+                                                       int blocks);
+    // The same for inlet faces that are not active (gpInletbInD = 0) while
+    // iFAIMIn = 1 or iFillType = 2; other inlet slots are kept. Reports
+    // "Calc_FlowE_SmoothVariable_Extrapolate_Gradient_Inlet failed".
+    int Calc_FlowE_SmoothVariable_Extrapolate_Gradient_Inlet(int nFaces, int iFAIMIn, int iFillType, int* ijInletCVD,
+                                                             int* ijInletD, int* gpInletbInD, double* SmoothVolFD,
+                                                             int blocks);
+
+    // ---- Extended-flow utilities: partition copy lists and field range ----
+
+    // ParD2HCopyListD[i] = fiD[ijParCVD[i]] for i < NParInterFace: the
+    // values sent to the neighbour partitions. Reports
+    // "fiD2ParD2HCopyListD failed".
+    int Calc_fiD2ParD2HCopyListD(int NParInterFace, int* ijParCVD, double* fiD, double* ParD2HCopyListD, int blocks);
+    // The same queued on `stream` (the caller synchronises it before reading
+    // the list, e.g. through an asynchronous copy on the same stream).
+    int Calc_fiD2ParD2HCopyListD_Stream(int NParInterFace, int* ijParCVD, double* fiD, double* ParD2HCopyListD,
+                                        int blocks, cudaStream_t stream);
+    // fiD[ijParD[i]] = ParH2DCopyListD[i]: the neighbours' values into their
+    // halo slots; every other entry of fiD is untouched. Reports
+    // "ParH2DCopyListD2fiD failed".
+    int Calc_ParH2DCopyListD2fiD(int NParInterFace, int* ijParD, double* ParH2DCopyListD, double* fiD, int blocks);
+    // Largest and smallest of ValueD[0 .. NInnerCell-1]: both buffers
+    // (total doubles each) cleared, size[1] first-level blocks of 256, the
+    // collecting passes of the level table (for NInnerCell, not validated)
+    // and blocking copies. Only the first level is checked; its status is
+    // returned. Reports "Calc_FlowE_FindMaxMinValue failed".
+    int Calc_FlowE_FindMaxMinValue(int NInnerCell, double* ValueD, double& maxValue, double& minValue,
+                                   double* maxBuffer, double* minBuffer, int nLevels, const int* count,
+                                   const int* offset, int total, const int* size);
     // @FLOWE-MOMENTUM-END
 
     // @ENERGY-BEGIN
