@@ -811,6 +811,340 @@ public:
     // ---------------------------------------------------------------------
     // Energy equation
     // ---------------------------------------------------------------------
+    // @FLOWE-MOMENTUM-BEGIN
+    // ---------------------------------------------------------------------
+    // Extended-flow momentum: assembly (faces, cell sources, final
+    // coefficients) and boundaries (inlets, walls, vents, moving walls)
+    // ---------------------------------------------------------------------
+    //
+    // The scheme of the basic momentum operations above (one coefficient
+    // set for u, v, w; face sources collected into SuD, SvD, SwD through
+    // AELLDtemp; APvD/APRD accumulators; under-relaxed final diagonal;
+    // SIMPLEC factor) with these differences: the deferred correction is
+    // limited together with the explicit diffusion, gravity is scaled by the
+    // local density, a surface-tension force is available, the time term is
+    // one operation, and the explicit update reads the previous iterate from
+    // its own array. Right-hand sides and accumulators are only added to.
+    // AELLDtemp must hold 0 wherever the slot maps of the call do not write
+    // (it is not cleared here). Indices, maps, row lists and array lengths
+    // are not validated.
+
+    // ---- Extended-flow momentum: interior and partition faces ----
+
+    // mfeD[f] = rho_f MassFluxD[f], rho_f = (denD[P] + denD[E])/2 when
+    // gIsWeightedFlowRate = 1 (P = ijCVPD[f], E = ijCVED[f]), else
+    // VFeD[f] denl + (1 - VFeD[f]) deng. Reports
+    // "Calc_FlowE_InnerFluxUVW_mfe failed".
+    int Calc_FlowE_InnerFluxUVW_mfe(int nFaces, int gIsWeightedFlowRate, double deng, double denl, int* ijCVPD,
+                                    int* ijCVED, double* denD, double* VFeD, double* MassFluxD, double* mfeD,
+                                    int blocks);
+    // Face f (P = ijPD, E = ijED, w = leD, S, d = centroid(E) - centroid(P),
+    // m = mfeD, Ds = |S|^2/(S.d + 1e-30), mu_f interpolated from visD):
+    // aED = min(m,0) - mu_f Ds, aWD = -max(m,0) - mu_f Ds. Then for u, v, w
+    // in turn: X = (G.S - Ds G.d) + T.S (G the component's interpolated
+    // gradient, T the matching row of the transposed one), C = max(m,0)
+    // phi(P) + min(m,0) phi(E) - m phi_f, Y = X + gamma C/mu_f, lambda =
+    // clip((psi Ds (phi(E) - phi(P)) + 1e-30)/((1-psi) Y + 1e-30), 0, 1)
+    // with psi = nonOrthLimitFactor, tempD = mu_f lambda Y: the limiter
+    // scales the deferred correction too. tempD goes to the owner's row and
+    // -tempD to the neighbour's; rows 0 .. nRows-1 are added to SuD, SvD,
+    // SwD. A zero mu_f with gamma != 0 gives a non-finite source (not
+    // guarded). Launches 1 + 3 x 3 kernels; reads about 30 doubles per face
+    // and component. Messages "Calc_FlowE_InnerFluxUVW_aEaW failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm_Su/Sv/Sw failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm failed",
+    // "Calc_FlowE_InnerFluxUVW_UpdateSourceTerm failed".
+    int Calc_FlowE_InnerFluxUVW(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                                double gamma, int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD,
+                                double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD,
+                                double* dv_dzD, double* dw_dzD, double* xcD, double* ycD, double* zcD, double* uD,
+                                double* vD, double* wD, double* visD, double* sxD, double* syD, double* szD,
+                                double* mfeD, double* aED, double* aWD, double* SuD, double* SvD, double* SwD,
+                                double* tempD, int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks);
+    // The same on the partition-interface faces (P = ijPParD, the local
+    // cell; E = ijEParD, the neighbour's local copy, refreshed by the
+    // caller; w = leParD): aED only, and the rows of Map2CellPED (nRows of
+    // them) are updated, so the neighbour-side positions are never summed.
+    // Messages as above with "Calc_FlowE_InnerFluxUVW_aE_Par failed" and
+    // "Calc_FlowE_InnerFluxUVW_UpdateSourceTerm_Par failed".
+    int Calc_FlowE_InnerFluxUVWPar(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
+                                   double gamma, int* ijPParD, int* ijEParD, double* leParD, double* du_dxD,
+                                   double* dv_dxD, double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD,
+                                   double* du_dzD, double* dv_dzD, double* dw_dzD, double* xcD, double* ycD,
+                                   double* zcD, double* uD, double* vD, double* wD, double* visD, double* sxParD,
+                                   double* syParD, double* szParD, double* mfeD, double* aED, double* SuD,
+                                   double* SvD, double* SwD, double* tempD, int* ParMapFace2CellPxD,
+                                   int* ParMapFace2CellPyD, int* ParMapFace2CellExD, int* ParMapFace2CellEyD,
+                                   double* AELLDtemp, int faceBlocks, int cellBlocks, int* Map2CellPED);
+
+    // ---- Extended-flow momentum: cell sources ----
+
+    // Gravity scaled by the density: SuD += V gx rho s with s = 0.1
+    // rho/(denMax + denMin), likewise v, w (a force 0.1 rho^2 V g/(denMax +
+    // denMin)). denMax + denMin = 0 is not guarded. Reports
+    // "Calc_FlowE_GravityForceContribution failed".
+    int Calc_FlowE_GravityForceContribution(int nCells, double denMax, double denMin, double GravX, double GravY,
+                                            double GravZ, double* SuD, double* SvD, double* SwD, double* volumeD,
+                                            double* denD, int blocks);
+    // Continuum surface force: SuD += STCoeff CurvD dVF_dxD s V with s = 2
+    // rho/(denMax + denMin), likewise v, w. Reports
+    // "Calc_FlowE_SurfaceTensionMethodOne failed".
+    int Calc_FlowE_SurfaceTensionMethodOne(int nCells, double denMax, double denMin, double STCoeff, double* volumeD,
+                                           double* CurvD, double* denD, double* dVF_dxD, double* dVF_dyD,
+                                           double* dVF_dzD, double* SuD, double* SvD, double* SwD, int blocks);
+    // Time term, c = rho V OneOver_dtdtNor, B = BlendTime: SuD += c((1 + B)
+    // u0 - B/2 u00) (likewise v, w); APvD, APRD and the diagonal AELLD[i]
+    // each += c(1 + B/2). Reports
+    // "Kernel_Calc_FlowE_2ndImplicitEulerMethodAi failed".
+    int Calc_FlowE_2ndImplicitEulerMethodAi(int nCells, double OneOver_dtdtNor, double BlendTime, double* denD,
+                                            double* volumeD, double* u0D, double* v0D, double* w0D, double* u00D,
+                                            double* v00D, double* w00D, double* AELLD, double* APvD, double* APRD,
+                                            double* SuD, double* SvD, double* SwD, int blocks);
+
+    // ---- Extended-flow momentum: final coefficients ----
+
+    // Per row i < nnu, one component: s = sum of AELLD columns 1.. in
+    // order, aP = (AiAPvAPRD[i] - s) OneOver_relax, AELLD(i,0) = aP (set),
+    // SfiD[i] += (1 - relax) aP fiD[i]. relax and OneOver_relax are not
+    // checked against each other. Reports
+    // "Calc_FlowE_UVW_FinalCoeffRHS_AiSuSvSw failed".
+    int Calc_FlowE_UVW_FinalCoeffRHS_AiSuSvSw(int nnu, int new_nnu, int NColumnPerRow, double relax,
+                                              double OneOver_relax, double* fiD, double* AiAPvAPRD, double* AELLD,
+                                              double* SfiD, int blocks);
+    // Jacobi explicit update: fiD[i] = ((SfiD - n) + g)/a - g/a with n the
+    // sum over columns whose indexELLD is not -1 of AELLD fiOldD[column],
+    // g = dp_d_D volumeD and a = AELLD(i,0) + 1e-30. fiOldD must not be
+    // fiD (not checked). Reports "Calc_FlowE_FinalCoeffRHS_fi failed".
+    int Calc_FlowE_FinalCoeffRHS_fi(int nnu, int new_nnu, int NColumnPerRow, int* indexELLD, double* AELLD,
+                                    double* SfiD, double* dp_d_D, double* volumeD, double* fiOldD, double* fiD,
+                                    int blocks);
+    // APRD[i] = 1/(AELLD[i] + 1e-30). Reports
+    // "Calc_FlowE_FinalCoeffRHS_UpdateAPR failed".
+    int Calc_FlowE_FinalCoeffRHS_UpdateAPR(int nnu, double* AELLD, double* APRD, int blocks);
+    // APRD = APRD/(APRD s + 1 + 1e-30), s the off-diagonal sum of the row:
+    // the SIMPLEC factor. Reports
+    // "Calc_FlowE_FinalCoeffRHS_UpdateAPR_SIMPLEC failed".
+    int Calc_FlowE_FinalCoeffRHS_UpdateAPR_SIMPLEC(int nnu, int new_nnu, int NColumnPerRow, double* AELLD,
+                                                   double* APRD, int blocks);
+
+    // ---- Extended-flow momentum: inlet faces ----
+    //
+    // Inlet list entry i: cell ijInletCVD[i], boundary slot ijInletD[i],
+    // outward area vector ijInletS{x,y,z}D[i]. Per time step an inlet face
+    // is classified: open (judge3D: active, or its slot not yet filled),
+    // assembled like an interior face towards its slot with zero-gradient
+    // velocity, or a wall (judge4D: inactive and filled). The flags are
+    // bool arrays of the list's length.
+
+    // mfeD[i] = denD[ijInletD[i]] MassFluxInletD[i] (density of the slot).
+    // Reports "Calc_FlowE_UVW_InletBoundary_mfe failed".
+    int Calc_FlowE_UVW_InletBoundary_mfe(int nFaces, int* ijInletD, double* denD, double* MassFluxInletD,
+                                         double* mfeD, int blocks);
+    // judge3D[i] = (gpInletbInD[i] = 1) or VolFD[slot] < FCRI; judge4D[i]
+    // = not active and VolFD[slot] >= FCRI (NaN counts as filled).
+    // iFAIMFluidIn, ijInletCVD and MFD are accepted and not read. Reports
+    // "Calc_FlowE_UVW_InletBoundary_Judge failed".
+    int Calc_FlowE_UVW_InletBoundary_Judge(int nFaces, double FCRI, int iFAIMFluidIn, int* ijInletCVD, int* ijInletD,
+                                           int* gpInletbInD, double* VolFD, double* MFD, bool* judge3D,
+                                           bool* judge4D, int blocks);
+    // Where judge3D: the nine velocity-gradient entries of the slot take
+    // the cell's values (zero gradient); elsewhere unchanged. Reports
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_dd failed".
+    int Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_dd(int nFaces, int* ijInletCVD, int* ijInletD, bool* judge3D,
+                                                      double* du_dxD, double* du_dyD, double* du_dzD, double* dv_dxD,
+                                                      double* dv_dyD, double* dv_dzD, double* dw_dxD, double* dw_dyD,
+                                                      double* dw_dzD, int blocks);
+    // The interior coefficients of Calc_FlowE_InnerFluxUVW with weight 1
+    // (mu_f = visD at the slot) on a list whose ijPD is the cell and ijED
+    // the slot. le_ is accepted and not read. Reports
+    // "Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_aEaW failed".
+    int Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_aEaW(int nFaces, double le_, int* ijPD, int* ijED, double* visD,
+                                                       double* sxD, double* syD, double* szD, double* xcD,
+                                                       double* ycD, double* zcD, double* mfeD, double* aED,
+                                                       double* aWD, int blocks);
+    // The face sources of Calc_FlowE_InnerFluxUVW on the inlet list (ijPD
+    // cell, ijED slot) with every interpolation weighted by le_, times 1
+    // where judge3D and 0 elsewhere; collected as interior pairs and the
+    // rows of Map2CellPBD (nRows of them) added to SuD, SvD, SwD. Messages
+    // "Calc_FlowE_UVW_InletBoundary_InnerFluxUVW_Su/Sv/Sw failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt failed".
+    int Calc_FlowE_UVW_InletBoundary_SetNeumann_InnerFluxUVW(
+        int nFaces, int nRows, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor, double gamma, int* ijPD,
+        int* ijED, double le_, bool* judge3D, double* du_dxD, double* dv_dxD, double* dw_dxD, double* du_dyD,
+        double* dv_dyD, double* dw_dyD, double* du_dzD, double* dv_dzD, double* dw_dzD, double* xcD, double* ycD,
+        double* zcD, double* uD, double* vD, double* wD, double* visD, double* sxD, double* syD, double* szD,
+        double* mfeD, double* SuD, double* SvD, double* SwD, double* tempD, int* MapFace2CellPxD,
+        int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks,
+        int cellBlocks, int* Map2CellPBD);
+    // Open faces: temp1D/temp2D/temp3D = -aED times u/v/w at the slot (0
+    // on other faces), each collected owner-only (list slot map) and the
+    // rows of Map2CellPBD added to SuD, SvD, SwD. The int arrays marked
+    // unused are not read. Messages
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_SuSvSw_temp failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm_Ponly failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt failed".
+    int Calc_FlowE_UVW_InletBoundary_SetNeumann_SuSvSw(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                       int* unused, int* ijInletD, double* aED, bool* judge3D,
+                                                       double* uD, double* vD, double* wD, double* SuD, double* SvD,
+                                                       double* SwD, double* temp1D, double* temp2D, double* temp3D,
+                                                       int* MapFace2CellPxD, int* MapFace2CellPyD, int* unused2,
+                                                       int* unused3, double* AELLDtemp, int faceBlocks,
+                                                       int cellBlocks, int* Map2CellPBD);
+    // Open faces: tempD = -aED (0 elsewhere), collected owner-only and the
+    // rows of Map2CellPD added to APvD, APRD and the diagonal of AELLD.
+    // Messages "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_AiAPvAPR_temp
+    // failed", "Calc_FlowE_InnerFluxUVW_SourceTerm_Ponly failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt
+    // failed" (APvD, APRD), "Calc_FlowE_UVW_InletBoundary_AiUpdate_Opt
+    // failed" (AELLD).
+    int Calc_FlowE_UVW_InletBoundary_SetNeumann_APvAPRAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                         int* unused, int* unused2, double* aED, bool* judge3D,
+                                                         double* APvD, double* APRD, double* AELLD, double* tempD,
+                                                         int* MapFace2CellPxD, int* MapFace2CellPyD, int* unused3,
+                                                         int* unused4, double* AELLDtemp, int faceBlocks,
+                                                         int cellBlocks, int* Map2CellPD);
+    // An inactive inlet face (gpInletbInD = 0) flagged as vent
+    // (piIsOutletD > 0), while iFAIMIn = 1 or iFillType = 2: the slot takes
+    // the cell's velocity and MassFluxInletD = S.u(slot); other faces are
+    // unchanged. Reports "Calc_FlowE_UVW_Inlet_UNF failed".
+    int Calc_FlowE_UVW_Inlet_UNF(int nFaces, int iFAIMIn, int iFillType, int* ijInletCVD, int* ijInletD,
+                                 int* gpInletbInD, int* piIsOutletD, double* ijInletSxD, double* ijInletSyD,
+                                 double* ijInletSzD, double* uD, double* vD, double* wD, double* MassFluxInletD,
+                                 int blocks);
+
+    // ---- Extended-flow momentum: walls, vents and moving walls ----
+
+    // Geometry factor of a boundary face: A = |S|, n = S/(A + 1e-20),
+    // surf_distwallD = A/((face centre - centroid(ijPD)).n + 1e-20).
+    // Reports "Calc_FlowE_UVW_GetSurf_DistWall failed".
+    int Calc_FlowE_UVW_GetSurf_DistWall(int nFaces, int* ijPD, double* sxD, double* syD, double* szD, double* f_xcD,
+                                        double* f_ycD, double* f_zcD, double* xcD, double* ycD, double* zcD,
+                                        double* surf_distwallD, int blocks);
+    // judgeD = vent (piIsOutletD >= 1) or moving face (iICM_Status = 1,
+    // VolFD[slot] > FCRI and isMoveWallD = 1); neg_judgeD = not judgeD.
+    // Reports "Calc_FlowE_UVW_Wall_Judge failed".
+    int Calc_FlowE_UVW_Wall_Judge(int nFaces, double FCRI, int iICM_Status, int* ijWallD, int* piIsOutletD,
+                                  int* isMoveWallD, double* VolFD, bool* judgeD, bool* neg_judgeD, int blocks);
+    // coefD = visD[ijWallD] Surf_DistWallD. Reports "Calc_FlowE_UVW_coef failed".
+    int Calc_FlowE_UVW_coef(int nFaces, int* ijWallD, double* visD, double* Surf_DistWallD, double* coefD,
+                            int blocks);
+    // Every judgeD[i] = TrueOrFalse. Reports
+    // "Calc_FlowE_UVW_SetJudgeTrueOrFalse failed".
+    int Calc_FlowE_UVW_SetJudgeTrueOrFalse(int nFaces, bool TrueOrFalse, bool* judgeD, int blocks);
+    // No-slip faces of a list (slot ijBD): where judge4D the slot velocity
+    // becomes 0 and temp1D = coefD visD(slot) is collected owner-only and
+    // added over the rows of Map2CellPD to APvD, APRD and the diagonal of
+    // AELLD; temp2D..temp4D (all 0) go to SuD, SvD, SwD. Faces without
+    // judge4D keep their slot and add nothing. coefD is multiplied by the
+    // slot viscosity here: pass the geometry factor (surf_distwallD) for a
+    // friction mu A/delta. Messages
+    // "Calc_FlowE_UVW_SetUVWWall_uvw_temp failed",
+    // "Calc_FlowE_InnerFluxUVW_SourceTerm_Ponly failed",
+    // "Calc_FlowE_UVW_InletBoundary_SetUVWNeumann_UpdateSourceTerm_Opt
+    // failed", "Calc_FlowE_UVW_InletBoundary_AiUpdate_Opt failed".
+    int Calc_FlowE_UVW_SetUVWWall(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijBD, bool* judge4D,
+                                  double* coefD, double* visD, double* uD, double* vD, double* wD, double* temp1D,
+                                  double* temp2D, double* temp3D, double* temp4D, double* AELLD, double* APvD,
+                                  double* APRD, double* SuD, double* SvD, double* SwD, double* AELLDtemp,
+                                  int* MapFace2CellPxD, int* MapFace2CellPyD, int* unused, int* unused2,
+                                  int* Map2CellPD, int faceBlocks, int cellBlocks);
+    // Vents (piIsOutletD > 0) take the cell's velocity into the slot; then
+    // F = S.u(slot) becomes MassFluxWallD for a moving face (iICM_Status =
+    // 1, VolFD[slot] > FCRI, isMoveWallD = 1) or a vent; closed walls keep
+    // theirs. Reports "Calc_FlowE_UVW_Wall_ICM failed".
+    int Calc_FlowE_UVM_Wall_ICM(int nFaces, int iICM_Status, double FCRI, int* ijWallCVD, int* ijWallD,
+                                double* ijWallSxD, double* ijWallSyD, double* ijWallSzD, double* VolFD,
+                                int* piIsOutletD, int* isMoveWallD, double* MassFluxWallD, double* uD, double* vD,
+                                double* wD, int blocks);
+
+    // ---- Extended-flow utilities: smoothed volume fraction ----
+    //
+    // Each cell's value of SmoothVolFD (an extended array) is replaced by
+    // the area-weighted mean of the face values around it: the face
+    // operations add sum(face value x area) to VolF_SD and sum(area) to SD
+    // (only added to: the caller clears them first), then
+    // Calc_FlowE_SmoothVariable_SmoothVolF divides. The collects store the
+    // same value at both positions of a face (not the +/- pair of a flux).
+
+    // Interior faces: tempD = (w V(E) + (1-w) V(P)) InnerFaceAreaD (w =
+    // leD); rows 0 .. nRows-1 of VolF_SD and SD. Messages
+    // "Calc_FlowE_SmoothVariable_InnerFace failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_VolF_S failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_S failed",
+    // "Calc_FlowE_SmoothVariable_UpdateSourceTerm failed".
+    int Calc_FlowE_SmoothVariable_InnerFace(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijPD,
+                                            int* ijED, double* leD, double* InnerFaceAreaD, double* SmoothVolFD,
+                                            double* VolF_SD, double* SD, double* tempD, int* MapFace2CellPxD,
+                                            int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD,
+                                            double* AELLDtemp, int faceBlocks, int cellBlocks);
+    // Inlet faces (A = |S|): temp1D = V(slot) A and temp2D = A at both
+    // positions of the list's four maps, the rows of Map2CellPBD added to
+    // VolF_SD, then (AELLDtemp cleared in between, new_nnu x NColumnPerRow
+    // doubles) to SD. ijInletCVD is not read. Messages
+    // "Calc_FlowE_SmoothVariable_Inlet failed",
+    // "Calc_FlowE_SmoothVariable_Inlet_VolF_S failed",
+    // "Calc_FlowE_SmoothVariable_Inlet_S failed",
+    // "Calc_FlowE_SmoothVariable_UpdateSourceTerm_Opt failed".
+    int Calc_FlowE_SmoothVariable_Inlet(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijInletCVD,
+                                        int* ijInletD, double* ijInletSxD, double* ijInletSyD, double* ijInletSzD,
+                                        double* SmoothVolFD, double* VolF_SD, double* SD, double* temp1D,
+                                        double* temp2D, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                        int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp,
+                                        int* Map2CellPBD, int faceBlocks, int cellBlocks);
+    // Partition faces (P = ijPParD, E = ijEParD, w = leParD, area |S|): as
+    // the interior faces with the partition slot maps; the rows of
+    // Map2CellPED (nRows of them) are updated. Messages
+    // "Calc_FlowE_SmoothVariable_InnerFacePar failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_VolF_S failed",
+    // "Calc_FlowE_SmoothVariable_InnerFace_S_Par failed",
+    // "Calc_FlowE_SmoothVariable_UpdateSourceTermPar failed".
+    int Calc_FlowE_SmoothVariable_InnerFacePar(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijPParD,
+                                               int* ijEParD, double* leParD, double* sxParD, double* syParD,
+                                               double* szParD, double* SmoothVolFD, double* VolF_SD, double* SD,
+                                               double* tempD, int* ParMapFace2CellPxD, int* ParMapFace2CellPyD,
+                                               int* ParMapFace2CellExD, int* ParMapFace2CellEyD, double* AELLDtemp,
+                                               int faceBlocks, int cellBlocks, int* Map2CellPED);
+    // SmoothVolFD[i] = VolF_SD[i]/(SD[i] + 1e-30) for the nCells cells (a
+    // cell without faces gets 0). Reports
+    // "Calc_FlowE_SmoothVariable_SmoothVolF failed".
+    int Calc_FlowE_SmoothVariable_SmoothVolF(int nCells, double* VolF_SD, double* SD, double* SmoothVolFD, int blocks);
+    // Zero gradient: each wall slot takes its cell's value. Reports
+    // "Calc_FlowE_SmoothVariable_Extrapolate_Gradient failed".
+    int Calc_FlowE_SmoothVariable_Extrapolate_Gradient(int nFaces, int* ijWallCVD, int* ijWallD, double* SmoothVolFD,
+                                                       int blocks);
+    // The same for inlet faces that are not active (gpInletbInD = 0) while
+    // iFAIMIn = 1 or iFillType = 2; other inlet slots are kept. Reports
+    // "Calc_FlowE_SmoothVariable_Extrapolate_Gradient_Inlet failed".
+    int Calc_FlowE_SmoothVariable_Extrapolate_Gradient_Inlet(int nFaces, int iFAIMIn, int iFillType, int* ijInletCVD,
+                                                             int* ijInletD, int* gpInletbInD, double* SmoothVolFD,
+                                                             int blocks);
+
+    // ---- Extended-flow utilities: partition copy lists and field range ----
+
+    // ParD2HCopyListD[i] = fiD[ijParCVD[i]] for i < NParInterFace: the
+    // values sent to the neighbour partitions. Reports
+    // "fiD2ParD2HCopyListD failed".
+    int Calc_fiD2ParD2HCopyListD(int NParInterFace, int* ijParCVD, double* fiD, double* ParD2HCopyListD, int blocks);
+    // The same queued on `stream` (the caller synchronises it before reading
+    // the list, e.g. through an asynchronous copy on the same stream).
+    int Calc_fiD2ParD2HCopyListD_Stream(int NParInterFace, int* ijParCVD, double* fiD, double* ParD2HCopyListD,
+                                        int blocks, cudaStream_t stream);
+    // fiD[ijParD[i]] = ParH2DCopyListD[i]: the neighbours' values into their
+    // halo slots; every other entry of fiD is untouched. Reports
+    // "ParH2DCopyListD2fiD failed".
+    int Calc_ParH2DCopyListD2fiD(int NParInterFace, int* ijParD, double* ParH2DCopyListD, double* fiD, int blocks);
+    // Largest and smallest of ValueD[0 .. NInnerCell-1]: both buffers
+    // (total doubles each) cleared, size[1] first-level blocks of 256, the
+    // collecting passes of the level table (for NInnerCell, not validated)
+    // and blocking copies. Only the first level is checked; its status is
+    // returned. Reports "Calc_FlowE_FindMaxMinValue failed".
+    int Calc_FlowE_FindMaxMinValue(int NInnerCell, double* ValueD, double& maxValue, double& minValue,
+                                   double* maxBuffer, double* minBuffer, int nLevels, const int* count,
+                                   const int* offset, int total, const int* size);
+    // @FLOWE-MOMENTUM-END
+
     // @ENERGY-BEGIN
     // The temperature equation rho cp DT/dt = div(k grad T) + sources,
     // assembled into the ELL matrix (off-diagonal entries <= 0, the diagonal

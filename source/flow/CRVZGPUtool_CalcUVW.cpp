@@ -3,59 +3,6 @@
 #include "CRVZGPUtool_Imple.h"
 #include "CU_CalcUVW.h"
 
-namespace {
-
-rvz::InnerFluxUVWArgs InnerArgs(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double psi, double gamma,
-                                int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD, double* dw_dxD,
-                                double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD, double* dv_dzD,
-                                double* dw_dzD, double* xcD, double* ycD, double* zcD, double* uD, double* vD,
-                                double* wD, double* visD, double* sxD, double* syD, double* szD, double* mfeD,
-                                double* aED, double* aWD, double* SuD, double* SvD, double* SwD, double* tempD,
-                                int* Px, int* Py, int* Ex, int* Ey, double* AELLDtemp, int faceBlocks,
-                                int cellBlocks, int* rowList)
-{
-    rvz::InnerFluxUVWArgs a{};
-    a.nFaces = nFaces;
-    a.nRows = nRows;
-    a.new_nnu = new_nnu;
-    a.NColumnPerRow = NColumnPerRow;
-    a.nonOrthLimitFactor = psi;
-    a.gamma = gamma;
-    a.ijPD = ijPD;
-    a.ijED = ijED;
-    a.leD = leD;
-    const double* gradients[9] = {du_dxD, dv_dxD, dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD};
-    for (int i = 0; i < 9; ++i) a.gradients[i] = gradients[i];
-    a.xcD = xcD;
-    a.ycD = ycD;
-    a.zcD = zcD;
-    a.uD = uD;
-    a.vD = vD;
-    a.wD = wD;
-    a.visD = visD;
-    a.sxD = sxD;
-    a.syD = syD;
-    a.szD = szD;
-    a.mfeD = mfeD;
-    a.aED = aED;
-    a.aWD = aWD;
-    a.SuD = SuD;
-    a.SvD = SvD;
-    a.SwD = SwD;
-    a.tempD = tempD;
-    a.MapFace2CellPxD = Px;
-    a.MapFace2CellPyD = Py;
-    a.MapFace2CellExD = Ex;
-    a.MapFace2CellEyD = Ey;
-    a.AELLDtemp = AELLDtemp;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = cellBlocks;
-    a.rowList = rowList;
-    return a;
-}
-
-}  // namespace
-
 int CRVZGPUtool::Calc_InnerFluxUVW(int nFaces, int nCells, int new_nnu, int NColumnPerRow, double nonOrthLimitFactor,
                                    double gamma, int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD,
                                    double* dw_dxD, double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD,
@@ -66,10 +13,10 @@ int CRVZGPUtool::Calc_InnerFluxUVW(int nFaces, int nCells, int new_nnu, int NCol
                                    int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks)
 {
     const rvz::InnerFluxUVWArgs a =
-        InnerArgs(nFaces, nCells, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, leD, du_dxD, dv_dxD,
-                  dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD, visD, sxD, syD,
-                  szD, mfeD, aED, aWD, SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                  MapFace2CellEyD, AELLDtemp, faceBlocks, cellBlocks, nullptr);
+        rvz::InnerFluxArgs(nFaces, nCells, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, leD, du_dxD,
+                           dv_dxD, dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD,
+                           visD, sxD, syD, szD, mfeD, aED, aWD, SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD,
+                           MapFace2CellExD, MapFace2CellEyD, AELLDtemp, faceBlocks, cellBlocks, nullptr);
     return rvz::Calc_InnerFluxUVW(m_Imple->BlockSize, rvz::InnerFluxForm::AllRows, a, m_Imple->SelectedDevice);
 }
 
@@ -85,10 +32,10 @@ int CRVZGPUtool::Calc_InnerFluxUVW_Opt(int nFaces, int nRows, int new_nnu, int N
                                        int* Map2CellPBD)
 {
     const rvz::InnerFluxUVWArgs a =
-        InnerArgs(nFaces, nRows, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, leD, du_dxD, dv_dxD,
-                  dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD, visD, sxD, syD,
-                  szD, mfeD, aED, aWD, SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                  MapFace2CellEyD, AELLDtemp, faceBlocks, cellBlocks, Map2CellPBD);
+        rvz::InnerFluxArgs(nFaces, nRows, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, leD, du_dxD,
+                           dv_dxD, dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD,
+                           visD, sxD, syD, szD, mfeD, aED, aWD, SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD,
+                           MapFace2CellExD, MapFace2CellEyD, AELLDtemp, faceBlocks, cellBlocks, Map2CellPBD);
     return rvz::Calc_InnerFluxUVW(m_Imple->BlockSize, rvz::InnerFluxForm::ListedRows, a, m_Imple->SelectedDevice);
 }
 
@@ -103,11 +50,11 @@ int CRVZGPUtool::Calc_InnerFluxUVW_Opt_ONE(int nFaces, int nRows, int new_nnu, i
                                            int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD,
                                            double* AELLDtemp, int faceBlocks, int cellBlocks, int* Map2CellPBD)
 {
-    const rvz::InnerFluxUVWArgs a =
-        InnerArgs(nFaces, nRows, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, nullptr, du_dxD,
-                  dv_dxD, dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD, visD, sxD,
-                  syD, szD, mfeD, aED, aWD, SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                  MapFace2CellEyD, AELLDtemp, faceBlocks, cellBlocks, Map2CellPBD);
+    const rvz::InnerFluxUVWArgs a = rvz::InnerFluxArgs(
+        nFaces, nRows, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, nullptr, du_dxD, dv_dxD, dw_dxD,
+        du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD, visD, sxD, syD, szD, mfeD, aED, aWD,
+        SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, AELLDtemp, faceBlocks,
+        cellBlocks, Map2CellPBD);
     return rvz::Calc_InnerFluxUVW(m_Imple->BlockSize, rvz::InnerFluxForm::ListedOne, a, m_Imple->SelectedDevice);
 }
 
@@ -122,11 +69,11 @@ int CRVZGPUtool::Calc_InnerFluxUVW_Par(int nFaces, int nRows, int new_nnu, int N
                                        int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks,
                                        int* Map2CellPBD)
 {
-    const rvz::InnerFluxUVWArgs a =
-        InnerArgs(nFaces, nRows, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, leD, du_dxD, dv_dxD,
-                  dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD, visD, sxD, syD,
-                  szD, mfeD, aED, nullptr, SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD,
-                  MapFace2CellEyD, AELLDtemp, faceBlocks, cellBlocks, Map2CellPBD);
+    const rvz::InnerFluxUVWArgs a = rvz::InnerFluxArgs(
+        nFaces, nRows, new_nnu, NColumnPerRow, nonOrthLimitFactor, gamma, ijPD, ijED, leD, du_dxD, dv_dxD, dw_dxD,
+        du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD, xcD, ycD, zcD, uD, vD, wD, visD, sxD, syD, szD, mfeD, aED,
+        nullptr, SuD, SvD, SwD, tempD, MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, AELLDtemp,
+        faceBlocks, cellBlocks, Map2CellPBD);
     return rvz::Calc_InnerFluxUVW(m_Imple->BlockSize, rvz::InnerFluxForm::Partition, a, m_Imple->SelectedDevice);
 }
 

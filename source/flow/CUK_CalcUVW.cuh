@@ -4,52 +4,15 @@
 // Face-to-cell sums go through the shared collect and update kernels.
 #pragma once
 
-#include "CUK_FlowGeometry.cuh"
+#include "CUK_MomentumFace.cuh"
 #include "CUK_Accumulate.cuh"
 #include "CUK_CollectResidual.cuh"
 
 namespace rvz {
 namespace uvw {
 
-using flow::Dot;
-using flow::Interp;
-using flow::Load3;
-using flow::Vec3;
-
-// The nine velocity-gradient arrays: g[i][j] = d(velocity i)/d(x_j).
-struct VelocityGradient {
-    const double* g[3][3];
-};
-
-__device__ __forceinline__ int ThreadIndex() { return static_cast<int>(blockIdx.x * blockDim.x + threadIdx.x); }
-
-// E-side weight of face f: leD[f], or 1 for the forms without weights.
-__device__ __forceinline__ double Weight(const double* leD, int f) { return leD != nullptr ? leD[f] : 1.0; }
-
-__device__ __forceinline__ Vec3 CentroidDistance(const double* xcD, const double* ycD, const double* zcD, int P, int E)
-{
-    return flow::From(Load3(xcD, ycD, zcD, P), Load3(xcD, ycD, zcD, E));
-}
-
-// Diffusion plus first-order upwind convection of one face.
-__device__ __forceinline__ void FaceCoefficients(int f, const int* ijPD, const int* ijED, const double* leD,
-                                                 const double* xcD, const double* ycD, const double* zcD,
-                                                 const double* visD, const double* sxD, const double* syD,
-                                                 const double* szD, const double* mfeD, double& aE, double& aW)
-{
-    const int P = ijPD[f];
-    const int E = ijED[f];
-    const double w = Weight(leD, f);
-    const flow::FaceGeometry geo(Load3(sxD, syD, szD, f), CentroidDistance(xcD, ycD, zcD, P, E));
-    const double diffusion = Interp(w, visD[E], visD[P]) * geo.DiffusionFactor();
-    const double m = mfeD[f];
-    aE = flow::NegativePart(m) - diffusion;
-    aW = -flow::PositivePart(m) - diffusion;
-}
-
-// Explicit face source of velocity component C (0 u, 1 v, 2 w): deferred
-// correction towards central differencing plus the limited non-orthogonal
-// and transpose diffusion.
+// Basic face source of component C: the limited explicit diffusion plus the
+// whole deferred correction, gamma*C + mu_f*(X*lambda(X)).
 template <int C>
 __device__ __forceinline__ double FaceSource(int f, double psi, double gamma, const int* ijPD, const int* ijED,
                                              const double* leD, const VelocityGradient& grad, const double* xcD,
@@ -57,30 +20,9 @@ __device__ __forceinline__ double FaceSource(int f, double psi, double gamma, co
                                              const double* visD, const double* sxD, const double* syD,
                                              const double* szD, const double* mfeD)
 {
-    const int P = ijPD[f];
-    const int E = ijED[f];
-    const double w = Weight(leD, f);
-    const double muf = Interp(w, visD[E], visD[P]);
-    const double phiP = phiD[P];
-    const double phiE = phiD[E];
-    const double phif = Interp(w, phiE, phiP);
-    auto interpGrad = [&](int i, int j) { return Interp(w, grad.g[i][j][E], grad.g[i][j][P]); };
-    const Vec3 G{interpGrad(C, 0), interpGrad(C, 1), interpGrad(C, 2)};
-    const Vec3 T{interpGrad(0, C), interpGrad(1, C), interpGrad(2, C)};
-
-    const Vec3 S = Load3(sxD, syD, szD, f);
-    const Vec3 d = CentroidDistance(xcD, ycD, zcD, P, E);
-    const double magS = sqrt(Dot(S, S));
-    const double Ds = magS * magS / (Dot(S, d) + 1.0e-30);
-    const double X = (Dot(G, S) - Ds * Dot(G, d)) + Dot(T, S);
-
-    const double r = (psi * Ds * (phiE - phiP) + 1.0e-30) / ((1.0 - psi) * X + 1.0e-30);
-    // r clipped to [0, 1]; a NaN r stays NaN.
-    const double limiter = r > 1.0 ? 1.0 : (r < 0.0 ? 0.0 : r);
-
-    const double m = mfeD[f];
-    const double deferred = flow::PositivePart(m) * phiP + flow::NegativePart(m) * phiE - m * phif;
-    return gamma * deferred + muf * (X * limiter);
+    const FaceSourceParts p = FaceSourceTerms<C>(f, ijPD[f], ijED[f], Weight(leD, f), grad, xcD, ycD, zcD, phiD,
+                                                 visD, sxD, syD, szD, mfeD);
+    return gamma * p.C + p.muf * (p.X * Limiter(psi, p.Ds, p.dphi, p.X));
 }
 
 }  // namespace uvw
@@ -140,8 +82,7 @@ __global__ void Kernel_Calc_mfeD(int n, double denl, double deng, const double* 
 {
     const int f = rvz::uvw::ThreadIndex();
     if (f >= n) return;
-    const double alpha = VFeD[f];
-    mfeD[f] = (alpha * denl + (1.0 - alpha) * deng) * MassFluxD[f];
+    mfeD[f] = rvz::uvw::MixtureDensity(VFeD[f], denl, deng) * MassFluxD[f];
 }
 
 __global__ void Kernel_Calc_SC_mfeD_Par(int n, double denl, double deng, const int* ijCVPParD, const int* ijCVEParD,
@@ -152,7 +93,7 @@ __global__ void Kernel_Calc_SC_mfeD_Par(int n, double denl, double deng, const i
     if (f >= n) return;
     const double w = leParD[f];
     const double alpha = (1.0 - w) * VolFD[ijCVPParD[f]] + w * VolFD[ijCVEParD[f]];
-    mfeD[f] = (alpha * denl + (1.0 - alpha) * deng) * MassFluxParD[f];
+    mfeD[f] = rvz::uvw::MixtureDensity(alpha, denl, deng) * MassFluxParD[f];
 }
 
 __global__ void Kernel_Calc_InletBoundary_mfeD(int n, const int* ijInletD, const double* denD,

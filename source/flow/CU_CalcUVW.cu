@@ -16,21 +16,12 @@ namespace rvz {
 namespace {
 
 using accum::Sign;
-using flow::CollectConservativePair;
+using flow::CollectConservativePairIntoRows;
 using flow::CollectOwnerIntoListedRows;
 using flow::CollectOwnerOnly;
 using flow::CollectOwnerOnlyTimesSlot;
 using flow::UpdateAllRows;
 using flow::UpdateListedRows;
-
-uvw::VelocityGradient GradientOf(const InnerFluxUVWArgs& a)
-{
-    // The caller's order: du_dx, dv_dx, dw_dx, du_dy, dv_dy, dw_dy, du_dz, dv_dz, dw_dz.
-    uvw::VelocityGradient g{};
-    for (int j = 0; j < 3; ++j)
-        for (int i = 0; i < 3; ++i) g.g[i][j] = a.gradients[3 * j + i];
-    return g;
-}
 
 // Face source, collect and update of one velocity component.
 template <int C>
@@ -41,14 +32,13 @@ int InnerFluxComponent(const InnerFluxUVWArgs& a, InnerFluxForm form, const uvw:
     (a.nFaces, a.nonOrthLimitFactor, a.gamma, a.ijPD, a.ijED, leD, grad, a.xcD, a.ycD, a.zcD, phiD, a.visD, a.sxD,
      a.syD, a.szD, a.mfeD, a.tempD);
     CheckStep(sourceMessage, device);
-    CollectConservativePair<Sign::Plus>(a.nFaces, a.new_nnu, a.MapFace2CellPxD, a.MapFace2CellPyD,
-                                        a.MapFace2CellExD, a.MapFace2CellEyD, a.tempD, a.AELLDtemp, a.faceGrid,
-                                        "Calc_InnerFluxUVW_SourceTerm failed", device);
-    if (form == InnerFluxForm::AllRows)
-        return UpdateAllRows(a.nRows, a.new_nnu, a.NColumnPerRow, a.AELLDtemp, target, a.cellGrid,
-                             "Calc_InnerFluxUVW_UpdateSourceTerm failed", device);
-    return UpdateListedRows(a.nRows, a.new_nnu, a.NColumnPerRow, a.AELLDtemp, a.rowList, target, a.cellGrid,
-                            "Calc_InnerFluxUVW_UpdateSourceTerm_Opt failed", device);
+    const bool allRows = form == InnerFluxForm::AllRows;
+    return CollectConservativePairIntoRows<Sign::Plus>(
+        a.nFaces, a.nRows, a.new_nnu, a.NColumnPerRow, a.MapFace2CellPxD, a.MapFace2CellPyD, a.MapFace2CellExD,
+        a.MapFace2CellEyD, a.tempD, a.AELLDtemp, allRows ? nullptr : a.rowList, target, a.faceGrid, a.cellGrid,
+        "Calc_InnerFluxUVW_SourceTerm failed",
+        allRows ? "Calc_InnerFluxUVW_UpdateSourceTerm failed" : "Calc_InnerFluxUVW_UpdateSourceTerm_Opt failed",
+        device);
 }
 
 }  // namespace
@@ -70,7 +60,7 @@ int Calc_InnerFluxUVW(int BlockSize, InnerFluxForm form, const InnerFluxUVWArgs&
         (a.nFaces, a.ijPD, a.ijED, leD, a.xcD, a.ycD, a.zcD, a.visD, a.sxD, a.syD, a.szD, a.mfeD, a.aED, a.aWD);
         CheckStep("Calc_InnerFluxUVW_aEaW failed", SelectedDevice);
     }
-    const uvw::VelocityGradient grad = GradientOf(a);
+    const uvw::VelocityGradient grad = uvw::GradientInCallerOrder(a.gradients);
     InnerFluxComponent<0>(a, form, grad, leD, a.uD, a.SuD, "Calc_InnerFluxUVW_SourceTerm_Su failed", SelectedDevice);
     InnerFluxComponent<1>(a, form, grad, leD, a.vD, a.SvD, "Calc_InnerFluxUVW_SourceTerm_Sv failed", SelectedDevice);
     return InnerFluxComponent<2>(a, form, grad, leD, a.wD, a.SwD, "Calc_InnerFluxUVW_SourceTerm_Sw failed",

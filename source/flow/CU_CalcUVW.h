@@ -34,6 +34,57 @@ struct InnerFluxUVWArgs {
 };
 int Calc_InnerFluxUVW(int BlockSize, InnerFluxForm form, const InnerFluxUVWArgs& a, int SelectedDevice);
 
+// The argument record from a facade's argument list (the order of
+// Calc_InnerFluxUVW_Opt; rowList null for the all-rows forms).
+inline InnerFluxUVWArgs InnerFluxArgs(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double psi, double gamma,
+                                      int* ijPD, int* ijED, double* leD, double* du_dxD, double* dv_dxD, double* dw_dxD,
+                                      double* du_dyD, double* dv_dyD, double* dw_dyD, double* du_dzD, double* dv_dzD,
+                                      double* dw_dzD, double* xcD, double* ycD, double* zcD, double* uD, double* vD,
+                                      double* wD, double* visD, double* sxD, double* syD, double* szD, double* mfeD,
+                                      double* aED, double* aWD, double* SuD, double* SvD, double* SwD, double* tempD,
+                                      int* Px, int* Py, int* Ex, int* Ey, double* AELLDtemp, int faceBlocks,
+                                      int cellBlocks, int* rowList)
+{
+    InnerFluxUVWArgs a{};
+    a.nFaces = nFaces;
+    a.nRows = nRows;
+    a.new_nnu = new_nnu;
+    a.NColumnPerRow = NColumnPerRow;
+    a.nonOrthLimitFactor = psi;
+    a.gamma = gamma;
+    a.ijPD = ijPD;
+    a.ijED = ijED;
+    a.leD = leD;
+    const double* gradients[9] = {du_dxD, dv_dxD, dw_dxD, du_dyD, dv_dyD, dw_dyD, du_dzD, dv_dzD, dw_dzD};
+    for (int i = 0; i < 9; ++i) a.gradients[i] = gradients[i];
+    a.xcD = xcD;
+    a.ycD = ycD;
+    a.zcD = zcD;
+    a.uD = uD;
+    a.vD = vD;
+    a.wD = wD;
+    a.visD = visD;
+    a.sxD = sxD;
+    a.syD = syD;
+    a.szD = szD;
+    a.mfeD = mfeD;
+    a.aED = aED;
+    a.aWD = aWD;
+    a.SuD = SuD;
+    a.SvD = SvD;
+    a.SwD = SwD;
+    a.tempD = tempD;
+    a.MapFace2CellPxD = Px;
+    a.MapFace2CellPyD = Py;
+    a.MapFace2CellExD = Ex;
+    a.MapFace2CellEyD = Ey;
+    a.AELLDtemp = AELLDtemp;
+    a.faceGrid = faceBlocks;
+    a.cellGrid = cellBlocks;
+    a.rowList = rowList;
+    return a;
+}
+
 // ---- Face mass fluxes ----
 
 int Calc_mfeD(int BlockSize, int nFaces, double denl, double deng, const double* VFeD, const double* MassFluxD,

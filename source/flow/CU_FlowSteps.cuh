@@ -85,6 +85,22 @@ int CollectConservativePair(int nFaces, int new_nnu, const int* Px, const int* P
     return CheckStep(message, device);
 }
 
+// Conservative pair collected into the scratch, then its row sums added to
+// the target: rows 0 .. nRows-1 when rowList is null, else rowList[0 ..
+// nRows-1]. Both steps are checked under their own messages; returns the
+// status of the update.
+template <Sign S>
+int CollectConservativePairIntoRows(int nFaces, int nRows, int new_nnu, int nCol, const int* Px, const int* Py,
+                                    const int* Ex, const int* Ey, const double* values, double* AELLDtemp,
+                                    const int* rowList, double* target, int faceGrid, int rowGrid,
+                                    const char* collectMessage, const char* updateMessage, int device)
+{
+    CollectConservativePair<S>(nFaces, new_nnu, Px, Py, Ex, Ey, values, AELLDtemp, faceGrid, collectMessage, device);
+    if (rowList == nullptr)
+        return UpdateAllRows(nRows, new_nnu, nCol, AELLDtemp, target, rowGrid, updateMessage, device);
+    return UpdateListedRows(nRows, new_nnu, nCol, AELLDtemp, rowList, target, rowGrid, updateMessage, device);
+}
+
 // Independent pair: +vP[f] (Plus) or -vP[f] (Minus) to the owner, vE[f]
 // to the neighbour.
 template <Sign S>

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "CUK_CollectResidual.cuh"
+#include "CUK_FieldRange.cuh"
 #include "CUK_ShareMemory1.cuh"
 
 namespace rvz {
@@ -244,38 +245,6 @@ __device__ __forceinline__ bool PropertyValue(int model, int N, const double* P,
     return false;
 }
 
-// A block's maximum of the first values and minimum of the second, each by
-// the fixed tree of the block reductions.
-template <class F>
-__device__ __forceinline__ void block_reduce_maxmin_256(F contribution, double* outMax, double* outMin)
-{
-#if RVZGPU_BACKEND_CUDA
-    double* const sMax[1] = {s_double};
-    double* const sMin[1] = {s_double + kBlockSize};
-    const int t = threadIdx.x;
-    const Pair<double> v = contribution(static_cast<int>(blockIdx.x) * kBlockSize + t);
-    sMax[0][t] = v.first;
-    sMin[0][t] = v.second;
-    tree_reduce_256<MaxOp>(sMax, t);
-    tree_reduce_256<MinOp>(sMin, t);
-    if (t == 0) {
-        outMax[blockIdx.x] = sMax[0][0];
-        outMin[blockIdx.x] = sMin[0][0];
-    }
-#else
-    double sMax[kBlockSize];
-    double sMin[kBlockSize];
-    for_each_block_thread(contribution, [&](int t, const Pair<double>& v) {
-        sMax[t] = v.first;
-        sMin[t] = v.second;
-    });
-    tree_reduce_256<MaxOp>(sMax);
-    tree_reduce_256<MinOp>(sMin);
-    outMax[blockIdx.x] = sMax[0];
-    outMin[blockIdx.x] = sMin[0];
-#endif
-}
-
 }  // namespace modmat
 }  // namespace rvz
 
@@ -405,7 +374,7 @@ __global__ void Kernel_Calc_Sum_VisMeltAvg_voltmp(int n, const double* VolFD, co
 __global__ void Kernel_Calc_vismax_vismin(int n, double FCRI, const double* visD, const double* VolFD, double* maxD,
                                           double* minD)
 {
-    rvz::modmat::block_reduce_maxmin_256(
+    rvz::block_reduce_maxmin_256(
         [&](int i) {
             if (i >= n)
                 return rvz::Pair<double>{rvz::MaxOp::identity<double>(), rvz::MinOp::identity<double>()};
@@ -415,47 +384,19 @@ __global__ void Kernel_Calc_vismax_vismin(int n, double FCRI, const double* visD
         maxD, minD);
 }
 
-namespace rvz {
-namespace modmat {
-
-// The range of one field: the value enters both the maximum and the minimum.
-__device__ __forceinline__ void FieldRange(int n, const double* fD, double* maxD, double* minD)
-{
-    block_reduce_maxmin_256(
-        [&](int i) {
-            if (i >= n) return Pair<double>{MaxOp::identity<double>(), MinOp::identity<double>()};
-            return Pair<double>{fD[i], fD[i]};
-        },
-        maxD, minD);
-}
-
-// One collecting pass of a max/min pair over 512 entries per block.
-__device__ __forceinline__ void CollectRange(int n, const double* inMax, const double* inMin, double* outMax,
-                                             double* outMin)
-{
-    block_reduce_maxmin_256(
-        [&](int) {
-            return Pair<double>{collect_entry<MaxOp, 512>(n, inMax), collect_entry<MinOp, 512>(n, inMin)};
-        },
-        outMax, outMin);
-}
-
-}  // namespace modmat
-}  // namespace rvz
-
 __global__ void Kernel_Calc_Tmax_Tmin(int n, const double* TD, double* maxD, double* minD)
 {
-    rvz::modmat::FieldRange(n, TD, maxD, minD);
+    rvz::FieldRange(n, TD, maxD, minD);
 }
 
 __global__ void Kernel_Calc_SRmax_SRmin(int n, const double* SRateD, double* maxD, double* minD)
 {
-    rvz::modmat::FieldRange(n, SRateD, maxD, minD);
+    rvz::FieldRange(n, SRateD, maxD, minD);
 }
 
 __global__ void Kernel_Calc_Pmax_Pmin(int n, const double* PD, double* maxD, double* minD)
 {
-    rvz::modmat::FieldRange(n, PD, maxD, minD);
+    rvz::FieldRange(n, PD, maxD, minD);
 }
 
 // Largest velocity component of a filled cell; an unfilled cell enters as 1e-30.
@@ -494,23 +435,23 @@ __global__ void Kernel_Calc_Sum_VisMeltAvg_voltmp_Collection(int n, const double
 __global__ void Kernel_Calc_vismax_vismin_Collection(int n, const double* inMax, const double* inMin, double* outMax,
                                                      double* outMin)
 {
-    rvz::modmat::CollectRange(n, inMax, inMin, outMax, outMin);
+    rvz::CollectRange(n, inMax, inMin, outMax, outMin);
 }
 
 __global__ void Kernel_Calc_Tmax_Tmin_Collection(int n, const double* inMax, const double* inMin, double* outMax,
                                                  double* outMin)
 {
-    rvz::modmat::CollectRange(n, inMax, inMin, outMax, outMin);
+    rvz::CollectRange(n, inMax, inMin, outMax, outMin);
 }
 
 __global__ void Kernel_Calc_SRmax_SRmin_Collection(int n, const double* inMax, const double* inMin, double* outMax,
                                                    double* outMin)
 {
-    rvz::modmat::CollectRange(n, inMax, inMin, outMax, outMin);
+    rvz::CollectRange(n, inMax, inMin, outMax, outMin);
 }
 
 __global__ void Kernel_Calc_Pmax_Pmin_Collection(int n, const double* inMax, const double* inMin, double* outMax,
                                                  double* outMin)
 {
-    rvz::modmat::CollectRange(n, inMax, inMin, outMax, outMin);
+    rvz::CollectRange(n, inMax, inMin, outMax, outMin);
 }
