@@ -808,9 +808,6 @@ public:
                                        const int* size);
     // @FLOW-END
 
-    // ---------------------------------------------------------------------
-    // Energy equation
-    // ---------------------------------------------------------------------
     // @FLOWE-MOMENTUM-BEGIN
     // ---------------------------------------------------------------------
     // Extended-flow momentum: assembly (faces, cell sources, final
@@ -1145,6 +1142,9 @@ public:
                                    const int* offset, int total, const int* size);
     // @FLOWE-MOMENTUM-END
 
+    // ---------------------------------------------------------------------
+    // Energy equation
+    // ---------------------------------------------------------------------
     // @ENERGY-BEGIN
     // The temperature equation rho cp DT/dt = div(k grad T) + sources,
     // assembled into the ELL matrix (off-diagonal entries <= 0, the diagonal
