@@ -1394,8 +1394,9 @@ public:
     // the far-upwind value clamp(phi_A - 2 d.grad(phi)_D, 0, 1) and the
     // acceptor; x outside [0, 1] gives beta = 0. FeD = clamp((1 - beta)
     // phi_D + beta phi_A, 0, 1). Another HRScheme runs nothing and returns
-    // 0. Messages "Calc_VOF_FlowE_InnerFlux_HRScheme_CICSAM failed" (and
-    // _MCICSAM, _HRIC, _MHRIC). Distinct cell centres are required.
+    // 0. One face launch (about 17 doubles and ints read per face, two
+    // written). Messages "Calc_VOF_FlowE_InnerFlux_HRScheme_CICSAM failed"
+    // (and _MCICSAM, _HRIC, _MHRIC). Distinct cell centres are required.
     int Calc_VOF_FlowE_InnerFlux_HRScheme(int nFaces, int* ijCVPD, int* ijCVED, int HRScheme, double* mfeD,
                                           double* VolFD, double* CourantNoDD, double* dVF_dxD, double* dVF_dyD,
                                           double* dVF_dzD, double* xcD, double* ycD, double* zcD, double* FeD,
@@ -1416,6 +1417,9 @@ public:
     // statistics buffers (`total` doubles each, cleared here). Another
     // Method writes no coefficients, still adds temp1D as it stands, and
     // returns 0 in both outputs. The two unnamed arrays are not read.
+    // Cost: the face pass, the source collect and update, the first level
+    // of the statistics and log256(nFaces) collecting passes, then two
+    // blocking 8-byte copies.
     // Messages "Calc_VOF_FlowE_InnerFluxVolF_Method<M>_aEaWtemp123 failed",
     // "Calc_VOF_FlowE_InnerFluxVolF_SourceTerm failed" (collect and
     // update), "CalcPP_FlowE_MassSum failed" (first reduction level, whose
@@ -1451,7 +1455,7 @@ public:
                                                 double* statistics1D, double* statistics2D, int nLevels,
                                                 const int* count, const int* offset, int total, const int* size);
     // Crank-Nicolson time term as Calc_Vfconv_UnsteadyTermContribution,
-    // with a0 = V / (dt + 1e-30). Reports
+    // with a0 = V / (dt + 1e-30); one launch over the rows. Reports
     // "Calc_VOF_FlowE_UnsteadyTermContribution failed".
     int Calc_VOF_FlowE_UnsteadyTermContribution(int nnu, int new_nnu, int NColumnPerRow, double* volumeD, double dt,
                                                 double* AELLD, double* SuD, double* VolF0D, int* indexELLD,
@@ -1462,15 +1466,16 @@ public:
     // fluid (iFAIMFluidIn = 0); with second fluid, judge3PD (main phase, t
     // 2 or 3), judge3ND (other phase, t 2 or 3), judge4PD (main phase, t
     // 1). Each flag is written true or false. The boundary slots take
-    // their cells' gradients. Reports "Calc_VOF_FlowE_SetVOFInlet_judge
-    // failed".
+    // their cells' gradients. One face launch. Reports
+    // "Calc_VOF_FlowE_SetVOFInlet_judge failed".
     int Calc_VOF_FlowE_SetVOFInlet_judge(int nFaces, int iFAIMFluidIn, int IsMainPhase, int* ijInletCVD,
                                          int* ijInletD, int* gpInletbInD, int* ijInletGPD, int* gpInletGPMtrTypeD,
                                          double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, bool* judge1_2D,
                                          bool* judge3PD, bool* judge3ND, bool* judge4PD, int faceGrid);
     // Inlet faces with judgeD inject `phase`: boundary value = phase; with
     // the inflow w = -min(mfeD, 0) the cell's diagonal AELLD gains w and
-    // SourceD gains w phase (rows Map2CellPD[0 .. nCells)). Messages
+    // SourceD gains w phase (rows Map2CellPD[0 .. nCells)). Five launches:
+    // the face kernel, then collect and update twice. Messages
     // "Calc_VOF_FlowE_SetVOFInlet failed", then for each of the two sums
     // "Calc_VOF_FlowE_SetVOFInlet_SourceTerm_Ponly failed" and
     // "Calc_VOF_FlowE_SetVOFInlet_AiUpdate_Opt failed" (diagonal) /
@@ -1503,7 +1508,8 @@ public:
     // iFAIMFluidIn >= 1, face not injecting, VolF0D > fcri > VolFD of the
     // cell): the boundary value becomes 1. Then every listed row's VolFD
     // is overwritten by the largest of 0 and its faces' values (1 where
-    // refilled, else the cell's value). Messages "Calc_VOF_FlowE_InletBC
+    // refilled, else the cell's value). Three launches: face kernel,
+    // collect, row maximum. Messages "Calc_VOF_FlowE_InletBC
     // failed", "Calc_VOF_FlowE_InletBC_SourceTerm_Ponly failed",
     // "Calc_VOF_FlowE_InletBC_UpdateSourceTerm_Opt failed".
     int Calc_VOF_FlowE_InletBC(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int iFAIMFluidIn,
@@ -1531,7 +1537,7 @@ public:
     // passes): with FillVol < 0.994 the Calc_Vfconv_VolF_FillVol_Less rule
     // (EMF, EMF1), else the _More rule (EMF, fcri); then the
     // Calc_Vfconv_VolF_Update rule (< EMF to 0, >= fcri to 1 only where
-    // mftimeD is recorded). Reports
+    // mftimeD is recorded). One cell launch. Reports
     // "Calc_VOF_FlowE_AdjustVof_DefaultUpwindScheme failed".
     int Calc_VOF_FlowE_AdjustVof_DefaultUpwindScheme(int nCells, double FillVol, double EMF, double EMF1,
                                                      double fcri, float* mftimeD, double* VolFD, int cellGrid);
@@ -1546,7 +1552,8 @@ public:
     // End-of-filling statistics: the number of cells with VolFD < fcri and
     // their melt volume sum(V VolFD), reduced with the level table of
     // nCells in the int and double scratch (`total` each, cleared here).
-    // The unnamed int is not read. Messages
+    // The unnamed int is not read. Cost: two first-level launches, the
+    // collecting passes of each, two blocking copies. Messages
     // "Calc_VOF_FlowE_CheckEndFillingInt failed",
     // "Calc_VOF_FlowE_CheckEndFillingDouble failed",
     // "Calc_VOF_FlowE_CheckEndFilling_CollectSum12 failed" (one check after
