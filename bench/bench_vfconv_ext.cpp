@@ -67,7 +67,8 @@ int main(int argc, char** argv)
         // level of both statistics (temp2, temp3 read again).
         const double methodBytes = (8.0 + 8.0 * 7.0 + 8.0 * 6.0 + 16.0 + 16.0 + 40.0) * nf +
                                    (16.0 + 8.0 + 16.0) * nf + (8.0 * nc * n + 16.0 * n) + 16.0 * nf;
-        for (const auto& [method, name] : {std::pair{0, "InnerFluxVolF_Method 0"}, std::pair{2, "InnerFluxVolF_Method 2"}})
+        for (const auto& [method, name] :
+             {std::pair{0, "InnerFluxVolF_Method 0"}, std::pair{2, "InnerFluxVolF_Method 2"}})
             table.Row(n, name, MedianSeconds(runs, [&] {
                     double ce = 0.0, fv = 0.0;
                     tool.Calc_VOF_FlowE_InnerFluxVolF_Method(
@@ -91,8 +92,8 @@ int main(int argc, char** argv)
                                                     tc.count, tc.offset, tc.total, tc.size);
             }), 24.0 * n);
         for (int* p : {P, E, Px, Py, Ex, Ey, index, bufI}) tool.FreeDeviceMemory(p);
-        for (double* p : {m, vol, xc, yc, zc, volf, sx, sy, sz, le, ar, old, cell, gx, zero, Fe, beta, aE, aW, t1, t2, t3,
-                          scratch, A, bufA, bufB, bufC})
+        for (double* p : {m, vol, xc, yc, zc, volf, sx, sy, sz, le, ar, old, cell, gx, zero, Fe, beta, aE, aW, t1, t2,
+                          t3, scratch, A, bufA, bufB, bufC})
             tool.FreeDeviceMemory(p);
         tool.FreeDeviceMemory(mftime);
     }

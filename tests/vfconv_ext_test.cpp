@@ -710,9 +710,9 @@ TEST(VfconvExtLimit, BandsOfTheTwoAdjustmentsAndTheArrivalTime)
     auto adjust = [&](int form, double fillVol) {
         DeviceArray<double> v(phi);
         DeviceArray<float> mf(arrival);
-        const int status = form == 0
-                               ? Tool().Calc_VOF_FlowE_AdjustVof_DefaultUpwindScheme(9, fillVol, EMF, EMF1, kFcri, mf, v, 1)
-                               : Tool().Calc_VOF_FlowE_AdjustVof_NoDefaultUpwindScheme(9, EMF, EMF1, kFcri, mf, v, 1);
+        const int status =
+            form == 0 ? Tool().Calc_VOF_FlowE_AdjustVof_DefaultUpwindScheme(9, fillVol, EMF, EMF1, kFcri, mf, v, 1)
+                      : Tool().Calc_VOF_FlowE_AdjustVof_NoDefaultUpwindScheme(9, EMF, EMF1, kFcri, mf, v, 1);
         EXPECT_EQ(status, 0);
         return v.Download();
     };

@@ -117,6 +117,19 @@ struct FrontMethod {
     static constexpr bool kSums = Method <= 1;
 };
 
+// The face gradient, interpolated with the neighbour's weight lambda.
+__device__ __forceinline__ flow::Vec3 FaceGradient(double lambda, const flow::Vec3& gE, const flow::Vec3& gP)
+{
+    return flow::Vec3{flow::Interp(lambda, gE.x, gP.x), flow::Interp(lambda, gE.y, gP.y),
+                      flow::Interp(lambda, gE.z, gP.z)};
+}
+
+// Cosine between the face area vector S (area A) and the face gradient.
+__device__ __forceinline__ double InterfaceAlignment(const flow::Vec3& S, const flow::Vec3& gf, double A)
+{
+    return flow::Dot(S, gf) / (sqrt(flow::Dot(gf, gf)) * A + 1.0e-30);
+}
+
 // Per-face result of the flux kernel.
 struct CompressedFlux {
     double aE, aW, deferred;
@@ -180,8 +193,9 @@ struct VofFluxFaces {
 // Method M on face f: coefficients, deferred correction (temp1) and the two
 // front statistics (temp2, temp3). Partition faces: Par = true.
 template <int Method, bool Par>
-__global__ void Kernel_Calc_VOF_FlowE_InnerFluxVolF_aEaWtemp123(int n, rvz::vof::VofFluxFaces a, double gamma, double fcri,
-                                                                double CeBound, double maxCe, double FrontVol)
+__global__ void Kernel_Calc_VOF_FlowE_InnerFluxVolF_aEaWtemp123(int n, rvz::vof::VofFluxFaces a, double gamma,
+                                                                double fcri, double CeBound, double maxCe,
+                                                                double FrontVol)
 {
     using namespace rvz::vof;
     using rvz::flow::Load3;
@@ -190,14 +204,10 @@ __global__ void Kernel_Calc_VOF_FlowE_InnerFluxVolF_aEaWtemp123(int n, rvz::vof:
     if (f >= n) return;
     const int P = a.P[f], E = a.E[f];
     const double m = a.mfe[f];
-    const double lambda = a.le[f];
-    const rvz::flow::Vec3 gP = Load3(a.gx, a.gy, a.gz, P), gE = Load3(a.gx, a.gy, a.gz, E);
-    const rvz::flow::Vec3 gf{lambda * gE.x + (1.0 - lambda) * gP.x, lambda * gE.y + (1.0 - lambda) * gP.y,
-                             lambda * gE.z + (1.0 - lambda) * gP.z};
+    const rvz::flow::Vec3 gf = FaceGradient(a.le[f], Load3(a.gx, a.gy, a.gz, E), Load3(a.gx, a.gy, a.gz, P));
     const rvz::flow::Vec3 S = Load3(a.sx, a.sy, a.sz, f);
     const double A = Par ? sqrt(rvz::flow::Dot(S, S)) : a.area[f];
-    const double cf = rvz::flow::Dot(S, gf) / (sqrt(rvz::flow::Dot(gf, gf)) * A + 1.0e-30);
-    const CompressedFlux c = CompressFace(m, cf, a.Fe[f], a.VolF[P], a.VolF[E], gamma);
+    const CompressedFlux c = CompressFace(m, InterfaceAlignment(S, gf, A), a.Fe[f], a.VolF[P], a.VolF[E], gamma);
     a.aE[f] = c.aE;
     if (!Par) a.aW[f] = c.aW;
     a.temp1[f] = c.deferred;
