@@ -55,11 +55,13 @@ int main(int argc, char** argv)
         // Per face: P, E (two ints), m, and of donor and acceptor the two
         // values, both centres, the donor's gradient and Courant number
         // (12 doubles); Fe and beta written.
-        for (const auto& [scheme, name] : {std::pair{0, "HRScheme CICSAM"}, std::pair{4, "HRScheme MHRIC"}})
+        for (const auto& [schemeNumber, name] : {std::pair{0, "HRScheme CICSAM"}, std::pair{4, "HRScheme MHRIC"}}) {
+            const int scheme = schemeNumber;
             table.Row(n, name, MedianSeconds(runs, [&] {
                     tool.Calc_VOF_FlowE_InnerFlux_HRScheme(nf, P, E, scheme, m, volf, cell, gx, zero, zero, xc, yc, zc,
                                                            Fe, beta, fg);
                 }), (8.0 + 8.0 * 13.0 + 16.0) * nf);
+        }
         // Per face: P, E, m, le, S, area, Fe, both cells' gradients and
         // values, the donor's Courant number and volume read; aE, aW and
         // three temporaries written; the source collect (four map entries,
@@ -67,8 +69,9 @@ int main(int argc, char** argv)
         // level of both statistics (temp2, temp3 read again).
         const double methodBytes = (8.0 + 8.0 * 7.0 + 8.0 * 6.0 + 16.0 + 16.0 + 40.0) * nf +
                                    (16.0 + 8.0 + 16.0) * nf + (8.0 * nc * n + 16.0 * n) + 16.0 * nf;
-        for (const auto& [method, name] :
-             {std::pair{0, "InnerFluxVolF_Method 0"}, std::pair{2, "InnerFluxVolF_Method 2"}})
+        for (const auto& [methodNumber, name] :
+             {std::pair{0, "InnerFluxVolF_Method 0"}, std::pair{2, "InnerFluxVolF_Method 2"}}) {
+            const int method = methodNumber;
             table.Row(n, name, MedianSeconds(runs, [&] {
                     double ce = 0.0, fv = 0.0;
                     tool.Calc_VOF_FlowE_InnerFluxVolF_Method(
@@ -76,6 +79,7 @@ int main(int argc, char** argv)
                         zero, vol, Px, Py, Ex, Ey, aE, aW, t1, t2, t3, scratch, cell, fg, cg, nullptr, nullptr, ce, fv,
                         bufA, bufB, tf.nLevels, tf.count, tf.offset, tf.total, tf.size);
                 }), methodBytes);
+        }
         // As the basic time term.
         table.Row(n, "VOF_FlowE_UnsteadyTerm", MedianSeconds(runs, [&] {
                 tool.Calc_VOF_FlowE_UnsteadyTermContribution(n, nn, nc, vol, 1e30, A, cell, old, index, cg);
