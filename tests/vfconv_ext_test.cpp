@@ -105,7 +105,7 @@ struct SchemeFaces {
     int n;
     std::vector<int> P, E;
     std::vector<double> m, phi, xc, yc, zc, gx, gy, gz, Co;
-    std::vector<V3> d, g;
+    std::vector<V3> g;  // donor gradients
 
     explicit SchemeFaces(int nFaces, unsigned seed) : n(nFaces)
     {
@@ -140,7 +140,6 @@ struct SchemeFaces {
                 gz.push_back(donor ? gg.z : 9.0);
                 Co.push_back(donor ? co : 77.0);
             }
-            d.push_back(dd);
             g.push_back(gg);
         }
     }
