@@ -1701,6 +1701,203 @@ public:
                                         double* VolFD, double* VolF0D, double* VFeD, int grid);
     // @FILLING-END
 
+    // ---------------------------------------------------------------------
+    // Extended volume fraction: interface-capturing schemes, compression-
+    // corrected flux with deferred correction and front statistics, the
+    // time term; inlets of either fluid, moving walls, keep-filled rules,
+    // limiting and snapping, arrival times and the end-of-filling test
+    // ---------------------------------------------------------------------
+    // @FILLING-EXTENDED-BEGIN
+    //
+    // Conventions as in the volume-fraction section above: grids are block
+    // counts of 256 threads, face-to-cell sums go through the slots of
+    // AELLDtemp (a slot no face of the call writes must hold zero), a
+    // failed launch is reported with its message and the remaining launches
+    // still run, the status of the last check is returned. Indices, sizes
+    // and level tables are not validated; no two faces of one call may share
+    // a boundary slot.
+
+    // Face value FeD and blending factor BetafD of every interior face by
+    // the scheme HRScheme: 0 or 1 CICSAM (angle weight 0.8 cos^2, reads the
+    // donor Courant number CourantNoDD), 2 its Courant-free variant
+    // (bounds min(2x, 1), min(x + 1/4, .), weight |cos|^(1/4)), 3 HRIC
+    // (bound 2x / 1, weight sqrt|cos|, drawn back to upwind between donor
+    // Courant numbers 0.3 and 0.7), 4 its Courant-free variant (bounds 2x /
+    // 1 and min((6x + 3)/8, .), weight 0.8 sqrt(cos) for cos > 0). Donor D
+    // is the owner when mfeD >= 0; x is the normalised donor value between
+    // the far-upwind value clamp(phi_A - 2 d.grad(phi)_D, 0, 1) and the
+    // acceptor; x outside [0, 1] gives beta = 0. FeD = clamp((1 - beta)
+    // phi_D + beta phi_A, 0, 1). Another HRScheme runs nothing and returns
+    // 0. One face launch (about 17 doubles and ints read per face, two
+    // written). Messages "Calc_VOF_FlowE_InnerFlux_HRScheme_CICSAM failed"
+    // (and _MCICSAM, _HRIC, _MHRIC). Distinct cell centres are required.
+    int Calc_VOF_FlowE_InnerFlux_HRScheme(int nFaces, int* ijCVPD, int* ijCVED, int HRScheme, double* mfeD,
+                                          double* VolFD, double* CourantNoDD, double* dVF_dxD, double* dVF_dyD,
+                                          double* dVF_dzD, double* xcD, double* ycD, double* zcD, double* FeD,
+                                          double* BetafD, int faceGrid);
+    // Interior faces, one pass: the compression flux mc = 0.1 m c_f (1 -
+    // FeD) (c_f the cosine between the face area vector and the face
+    // gradient interpolated with leD; mc = 0 when |mc| > |m|) corrects the
+    // flux to m' = m - mc; aED = min(m', 0), aWD = -max(m', 0); temp1D =
+    // gamma (min(m', 0) phi_E + max(m', 0) phi_P - m' FeD) is added to
+    // SourceD of the owner and subtracted from the neighbour's (rows 0 ..
+    // nnu-1). Front statistics of the donor D by Method: 0 band |phi_D -
+    // fcri| < CeBound, 1 band fcri - CeBound <= phi_D < 0.994 - both
+    // return maxCe = sum Co_D V_D and FrontVol = sum V_D over the faces in
+    // band; 2 and 3 the same bands, 4 every phi_D >= 0 - these return maxCe
+    // = the largest of 0, the incoming maxCe and the donor Courant numbers
+    // in band, FrontVol = the largest of 0, the incoming FrontVol and 1 if a
+    // face is in band. Reduced with the level table of nFaces in the two
+    // statistics buffers (`total` doubles each, cleared here). Another
+    // Method writes no coefficients, still adds temp1D as it stands, and
+    // returns 0 in both outputs. The two unnamed arrays are not read.
+    // Cost: the face pass, the source collect and update, the first level
+    // of the statistics and log256(nFaces) collecting passes, then two
+    // blocking 8-byte copies.
+    // Messages "Calc_VOF_FlowE_InnerFluxVolF_Method<M>_aEaWtemp123 failed",
+    // "Calc_VOF_FlowE_InnerFluxVolF_SourceTerm failed" (collect and
+    // update), "CalcPP_FlowE_MassSum failed" (first reduction level, whose
+    // status is returned for Methods 0-4).
+    int Calc_VOF_FlowE_InnerFluxVolF_Method(int Method, int nFaces, int nnu, int new_nnu, int NColumnPerRow,
+                                            double gamma, double fcri, double CeBound, int* ijCVPD, int* ijCVED,
+                                            double* mfeD, double* leD, double* sxD, double* syD, double* szD,
+                                            double* VolFD, double* CourantNoDD, double* FeD, double* areaD,
+                                            double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, double* volumeD,
+                                            int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                            int* MapFace2CellEyD, double* aED, double* aWD, double* temp1D,
+                                            double* temp2D, double* temp3D, double* AELLDtemp, double* SourceD,
+                                            int faceGrid, int cellGrid, double*, double*, double& maxCe,
+                                            double& FrontVol, double* statistics1D, double* statistics2D,
+                                            int nLevels, const int* count, const int* offset, int total,
+                                            const int* size);
+    // Partition faces: as above with the face area |S|, aWD not written,
+    // and SourceD updated on the nCells rows of Map2CellPED only. Messages
+    // "..._Method<M>_aEaWtemp123_Par failed",
+    // "Calc_VOF_FlowE_InnerFluxVolF_SourceTerm failed" (collect),
+    // "Calc_VOF_FlowE_InnerFluxVolF_SourceTerm_Par failed" (update),
+    // "CalcPP_FlowE_MassSum failed".
+    int Calc_VOF_FlowE_InnerFluxVolF_Method_Par(int Method, int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                                double gamma, double fcri, double CeBound, int* ijCVPParD,
+                                                int* ijCVEParD, double* mfeParD, double* leParD, double* sxParD,
+                                                double* syParD, double* szParD, double* VolFD, double* CourantNoDD,
+                                                double* FeD, double* dVF_dxD, double* dVF_dyD, double* dVF_dzD,
+                                                double* volumeD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                                int* MapFace2CellExD, int* MapFace2CellEyD, double* aED,
+                                                double* temp1D, double* temp2D, double* temp3D, double* AELLDtemp,
+                                                double* SourceD, int* Map2CellPED, int faceGrid, int cellGrid,
+                                                double*, double*, double& maxCe, double& FrontVol,
+                                                double* statistics1D, double* statistics2D, int nLevels,
+                                                const int* count, const int* offset, int total, const int* size);
+    // Crank-Nicolson time term as Calc_Vfconv_UnsteadyTermContribution,
+    // with a0 = V / (dt + 1e-30); one launch over the rows. Reports
+    // "Calc_VOF_FlowE_UnsteadyTermContribution failed".
+    int Calc_VOF_FlowE_UnsteadyTermContribution(int nnu, int new_nnu, int NColumnPerRow, double* volumeD, double dt,
+                                                double* AELLD, double* SuD, double* VolF0D, int* indexELLD,
+                                                int cellGrid);
+
+    // Injection flags of the inlet faces (active: gpInletbInD = 1; t the
+    // material type of the face's group): judge1_2D active without second
+    // fluid (iFAIMFluidIn = 0); with second fluid, judge3PD (main phase, t
+    // 2 or 3), judge3ND (other phase, t 2 or 3), judge4PD (main phase, t
+    // 1). Each flag is written true or false. The boundary slots take
+    // their cells' gradients. One face launch. Reports
+    // "Calc_VOF_FlowE_SetVOFInlet_judge failed".
+    int Calc_VOF_FlowE_SetVOFInlet_judge(int nFaces, int iFAIMFluidIn, int IsMainPhase, int* ijInletCVD,
+                                         int* ijInletD, int* gpInletbInD, int* ijInletGPD, int* gpInletGPMtrTypeD,
+                                         double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, bool* judge1_2D,
+                                         bool* judge3PD, bool* judge3ND, bool* judge4PD, int faceGrid);
+    // Inlet faces with judgeD inject `phase`: boundary value = phase; with
+    // the inflow w = -min(mfeD, 0) the cell's diagonal AELLD gains w and
+    // SourceD gains w phase (rows Map2CellPD[0 .. nCells)). Five launches:
+    // the face kernel, then collect and update twice. Messages
+    // "Calc_VOF_FlowE_SetVOFInlet failed", then for each of the two sums
+    // "Calc_VOF_FlowE_SetVOFInlet_SourceTerm_Ponly failed" and
+    // "Calc_VOF_FlowE_SetVOFInlet_AiUpdate_Opt failed" (diagonal) /
+    // "Calc_VOF_FlowE_SetVOFInlet_UpdateSourceTerm_Opt failed" (source).
+    int Calc_VOF_FlowE_SetVOFInlet(int nFaces, int nCells, int new_nnu, int NColumnPerRow, double phase,
+                                   int* ijInletD, bool* judgeD, double* mfeD, double* VolFD, double* SourceD,
+                                   double* AELLD, double* temp1D, double* temp2D, int* MapFace2CellPxD,
+                                   int* MapFace2CellPyD, double* AELLDtemp, int faceGrid, int cellGrid,
+                                   int* Map2CellPD);
+    // All four flags at once: judge4PD, judge3ND and judge1_2D inject 1,
+    // judge3PD injects 0 (boundary value by that precedence: 4P, 3N, 3P,
+    // 1_2); the diagonal gains w per flag set, the source w per filling
+    // flag. Messages as above with "Calc_VOF_FlowE_SetVOFInlet_All failed".
+    int Calc_VOF_FlowE_SetVOFInlet_All(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* ijInletD,
+                                       bool* judge1_2D, bool* judge3PD, bool* judge3ND, bool* judge4PD,
+                                       double* mfeD, double* VolFD, double* SourceD, double* AELLD, double* temp1D,
+                                       double* temp2D, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                       double* AELLDtemp, int faceGrid, int cellGrid, int* Map2CellPD);
+    // Moving walls (isMoveWallD = 1) whose boundary value exceeds fcri
+    // inject MELT with the inflow w = -min(MassFluxOutletD, 0). ijWallCVD
+    // is not read. Messages as above with "Calc_VOF_FlowE_ICM_UpdateAiSu
+    // failed".
+    int Calc_VOF_FlowE_ICM_UpdateAiSu(int nFaces, int nCells, int new_nnu, int NColumnPerRow, double fcri,
+                                      double MELT, int* ijWallCVD, int* ijWallD, int* isMoveWallD,
+                                      double* MassFluxOutletD, double* VolFD, double* SourceD, double* AELLD,
+                                      double* temp1D, double* temp2D, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                      double* AELLDtemp, int faceGrid, int cellGrid, int* Map2CellPD);
+    // Inlet faces not injecting (gpInletbInD = 0) take their cells' phi,
+    // CourantNoDD and gradient. Keep-filled rule (IsMainPhase = 1,
+    // iFAIMFluidIn >= 1, face not injecting, VolF0D > fcri > VolFD of the
+    // cell): the boundary value becomes 1. Then every listed row's VolFD
+    // is overwritten by the largest of 0 and its faces' values (1 where
+    // refilled, else the cell's value). Three launches: face kernel,
+    // collect, row maximum. Messages "Calc_VOF_FlowE_InletBC
+    // failed", "Calc_VOF_FlowE_InletBC_SourceTerm_Ponly failed",
+    // "Calc_VOF_FlowE_InletBC_UpdateSourceTerm_Opt failed".
+    int Calc_VOF_FlowE_InletBC(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int iFAIMFluidIn,
+                               int IsMainPhase, double fcri, int* ijInletCVD, int* ijInletD, int* gpInletbInD,
+                               double* VolF0D, double* VolFD, double* CourantNoDD, double* dVF_dxD, double* dVF_dyD,
+                               double* dVF_dzD, double* tempD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                               double* AELLDtemp, int faceGrid, int cellGrid, int* Map2CellPD);
+    // The keep-filled rule on wall faces, without phase or injection tests.
+    // Messages "Calc_VOF_FlowE_WallBC_FAIM_MainPhase failed", then the two
+    // of the inlet rule.
+    int Calc_VOF_FlowE_WallBC_FAIM_MainPhase(int nFaces, int nCells, int new_nnu, int NColumnPerRow, double fcri,
+                                             int* ijWallCVD, int* ijWallD, double* VolF0D, double* VolFD,
+                                             double* tempD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                             double* AELLDtemp, int faceGrid, int cellGrid, int* Map2CellPD);
+    // Zero-gradient walls: the slots take their cells' phi, CourantNoDD and
+    // gradient. Reports "Calc_VOF_FlowE_WallBC failed".
+    int Calc_VOF_FlowE_WallBC(int nFaces, int* ijWallCVD, int* ijWallD, double* VolFD, double* CourantNoDD,
+                              double* dVF_dxD, double* dVF_dyD, double* dVF_dzD, int faceGrid);
+    // The slots take their cells' gradient only. Reports under the message
+    // "Calc_VOF_FlowE_SetVOFInlet_judge failed".
+    int Calc_VOF_FlowE_Update_dVF_d(int nFaces, int* ijWallCVD, int* ijWallD, double* dVF_dxD, double* dVF_dyD,
+                                    double* dVF_dzD, int faceGrid);
+
+    // Limiting after the solve, per cell (clamp to [0, 1] first, a NaN
+    // passes): with FillVol < 0.994 the Calc_Vfconv_VolF_FillVol_Less rule
+    // (EMF, EMF1), else the _More rule (EMF, fcri); then the
+    // Calc_Vfconv_VolF_Update rule (< EMF to 0, >= fcri to 1 only where
+    // mftimeD is recorded). One cell launch. Reports
+    // "Calc_VOF_FlowE_AdjustVof_DefaultUpwindScheme failed".
+    int Calc_VOF_FlowE_AdjustVof_DefaultUpwindScheme(int nCells, double FillVol, double EMF, double EMF1,
+                                                     double fcri, float* mftimeD, double* VolFD, int cellGrid);
+    // The _Less rule, then >= fcri to 1 where mftimeD is recorded. Reports
+    // "Calc_VOF_FlowE_AdjustVof_NoDefaultUpwindScheme failed".
+    int Calc_VOF_FlowE_AdjustVof_NoDefaultUpwindScheme(int nCells, double EMF, double EMF1, double fcri,
+                                                       float* mftimeD, double* VolFD, int cellGrid);
+    // Arrival times: mftimeD = Time (as float) where mftimeD = 0 and VolFD
+    // >= fcri. Reports "Calc_VOF_FlowE_Update_mftime failed".
+    int Calc_VOF_FlowE_Update_mftime(int nCells, double fcri, double Time, double* VolFD, float* mftimeD,
+                                     int cellGrid);
+    // End-of-filling statistics: the number of cells with VolFD < fcri and
+    // their melt volume sum(V VolFD), reduced with the level table of
+    // nCells in the int and double scratch (`total` each, cleared here).
+    // The unnamed int is not read. Cost: two first-level launches, the
+    // collecting passes of each, two blocking copies. Messages
+    // "Calc_VOF_FlowE_CheckEndFillingInt failed",
+    // "Calc_VOF_FlowE_CheckEndFillingDouble failed",
+    // "Calc_VOF_FlowE_CheckEndFilling_CollectSum12 failed" (one check after
+    // the collecting passes, whose status is returned).
+    int Calc_VOF_FlowE_CheckEndFilling(int nCells, double fcri, double* VolFD, double* volumeD, int,
+                                       int& unfilledCells, double& unfilledVolume, int* intScratchD,
+                                       double* doubleScratchD, int nLevels, const int* count, const int* offset,
+                                       int total, const int* size);
+    // @FILLING-EXTENDED-END
+
 private:
     CRVZGPUtool_Imple* m_Imple;
 };

@@ -6,84 +6,33 @@
 // only. Face-to-cell sums go through the shared collect and update kernels.
 #pragma once
 
-#include <math.h>
-
-#include "CUK_Accumulate.cuh"
 #include "CUK_CollectResidual.cuh"
-#include "CUK_FlowGeometry.cuh"
+#include "CUK_VofSteps.cuh"
 
 namespace rvz {
 namespace vof {
-
-using accum::ThreadIndex;
-
-// The value when it is strictly positive, else 0.
-__device__ __forceinline__ double PositivePart(double x) { return x > 0.0 ? x : 0.0; }
-
-// The value when it is zero or negative (an inflow), else 0.
-__device__ __forceinline__ double Inflow(double m) { return m <= 0.0 ? m : 0.0; }
-
-// Clamp to [lo, hi]; a NaN passes through unchanged.
-__device__ __forceinline__ double Clamp(double x, double lo, double hi)
-{
-    if (x < lo) return lo;
-    if (x > hi) return hi;
-    return x;
-}
-
-__device__ __forceinline__ double ClampUnit(double x) { return Clamp(x, 0.0, 1.0); }
 
 // The band of front cells: strictly above FCRI - 0.2.
 constexpr double kFrontBand = 0.2;
 __device__ __forceinline__ bool InFrontBand(double phi, double FCRI) { return phi > FCRI - kFrontBand; }
 
-// Donor D and acceptor A of a face: the owner donates when m >= 0.
-struct DonorAcceptor {
-    int D, A;
-};
-__device__ __forceinline__ DonorAcceptor DonorOf(double m, int P, int E)
-{
-    return m >= 0.0 ? DonorAcceptor{P, E} : DonorAcceptor{E, P};
-}
-
-// The interface-sharpening blend of CICSAM for one face: the normalised
-// donor value, its two bounding schemes (the convection-boundedness
-// criterion and ULTIMATE-QUICKEST) weighted by the interface angle, and the
-// blending factor beta that places the face value between donor and
-// acceptor.
+// The interface-sharpening blend of CICSAM for one face: the two bounds of
+// the normalised donor value weighted by the interface angle (outside [0, 1]
+// both bounds are the donor value itself), and the blending factor beta
+// that places the face value between donor and acceptor.
 struct Cicsam {
-    double phiD, phiA;  // donor and acceptor values
-    flow::Vec3 d, g;    // donor-to-acceptor distance, donor gradient
-    double Co;          // donor Courant number
-
-    __device__ __forceinline__ double Upwind() const { return ClampUnit(phiA - 2.0 * flow::Dot(d, g)); }
-
-    __device__ __forceinline__ double NormalisedDonor(double phiU) const
-    {
-        return (phiD - phiU) / (phiA - phiU + 1.0e-30);
-    }
-
-    __device__ __forceinline__ double CosAngle() const
-    {
-        const double c = flow::Dot(d, g) / sqrt(flow::Dot(d, d)) / (sqrt(flow::Dot(g, g)) + 1.0e-30);
-        return Clamp(c, -1.0, 1.0);
-    }
+    InterfaceFace face;
+    double Co;  // donor Courant number
 
     __device__ __forceinline__ double Beta() const
     {
-        const double tD = NormalisedDonor(Upwind());
-        double cbc = tD, uq = tD;
-        if (tD >= 0.0 && tD <= 1.0) {
-            cbc = fmin(tD / (Co + 1.0e-30), 1.0);
-            uq = fmin((8.0 * Co * tD + (1.0 - Co) * (6.0 * tD + 3.0)) / 8.0, cbc);
-        }
-        const double cosT = CosAngle();
-        const double gamma = ClampUnit(kAngleWeight * cosT * cosT);
-        const double tf = gamma * cbc + (1.0 - gamma) * uq;
-        return (tf - tD) / (1.0 - tD + 1.0e-30);
+        const double tD = face.NormalisedDonor();
+        CicsamBounds b{tD, tD};
+        if (InNormalisedRange(tD)) b = CicsamBoundsOf(tD, Co);
+        const double gamma = CicsamWeight(face.CosAngle());
+        const double tf = gamma * b.cbc + (1.0 - gamma) * b.uq;
+        return BlendingFactor(tf, tD);
     }
-
-    static constexpr double kAngleWeight = 0.8;
 };
 
 // Extended-path wall face: it takes part in the donor Courant number while
@@ -214,20 +163,14 @@ __global__ void Kernel_Calc_Vfconv_VolF_FillVol_Less(int n, double* VolFD, doubl
 {
     const int c = rvz::vof::ThreadIndex();
     if (c >= n) return;
-    double phi = rvz::vof::ClampUnit(VolFD[c]);
-    if (phi <= EMF) phi = 0.0;
-    if (phi >= EMF1) phi = 1.0;
-    VolFD[c] = phi;
+    VolFD[c] = rvz::vof::SnapEarly(rvz::vof::ClampUnit(VolFD[c]), EMF, EMF1);
 }
 
 __global__ void Kernel_Calc_Vfconv_VolF_FillVol_More(int n, double* VolFD, double EMF, double FCRI)
 {
     const int c = rvz::vof::ThreadIndex();
     if (c >= n) return;
-    double phi = rvz::vof::ClampUnit(VolFD[c]);
-    if (phi < EMF) phi = 0.0;
-    if (phi >= FCRI) phi = 1.0;
-    VolFD[c] = phi;
+    VolFD[c] = rvz::vof::SnapLate(rvz::vof::ClampUnit(VolFD[c]), EMF, FCRI);
 }
 
 // Snaps to 1 only a cell whose arrival time has been recorded.
@@ -235,10 +178,7 @@ __global__ void Kernel_Calc_Vfconv_VolF_Update(int n, double* VolFD, const float
 {
     const int c = rvz::vof::ThreadIndex();
     if (c >= n) return;
-    double phi = rvz::vof::ClampUnit(VolFD[c]);
-    if (phi < EMF) phi = 0.0;
-    if (phi >= FCRI && static_cast<double>(MFD[c]) >= 1.0e-30) phi = 1.0;
-    VolFD[c] = phi;
+    VolFD[c] = rvz::vof::SnapToRecordedFront(VolFD[c], MFD[c], EMF, FCRI);
 }
 
 __global__ void Kernel_Calc_Vfconv_RecordIsoFilledSurface(int n, double Time, double FCRI, float* MFD,
@@ -246,7 +186,7 @@ __global__ void Kernel_Calc_Vfconv_RecordIsoFilledSurface(int n, double Time, do
 {
     const int c = rvz::vof::ThreadIndex();
     if (c >= n) return;
-    if (MFD[c] == 0.0f && VolFD[c] >= FCRI) MFD[c] = static_cast<float>(Time);
+    rvz::vof::RecordArrival(MFD[c], VolFD[c], FCRI, Time);
 }
 
 __global__ void Kernel_ResetVolFToSpecificValue(int n, double* VolFD, double Value)
@@ -336,13 +276,11 @@ __global__ void Kernel_Calc_InnerFluxVolF_Betaf_temp_CeMax(int n, const int* ijC
     rvz::block_reduce2_256<rvz::SumOp, double>(
         [&](int f) {
             if (f >= n) return rvz::Pair<double>{0.0, 0.0};
-            using rvz::flow::Load3;
             const rvz::vof::DonorAcceptor da = rvz::vof::DonorOf(mfeD[f], ijCVPD[f], ijCVED[f]);
-            const rvz::vof::Cicsam face{VolFD[da.D], VolFD[da.A],
-                                        rvz::flow::From(Load3(xcD, ycD, zcD, da.D), Load3(xcD, ycD, zcD, da.A)),
-                                        Load3(dVF_dxD, dVF_dyD, dVF_dzD, da.D), CourantNoD[da.D]};
+            const rvz::vof::Cicsam face{
+                rvz::vof::LoadInterfaceFace(da, VolFD, xcD, ycD, zcD, dVF_dxD, dVF_dyD, dVF_dzD), CourantNoD[da.D]};
             BetafD[f] = face.Beta();
-            if (!(fabs(face.phiD - FCRI) < rvz::vof::kFrontBand)) return rvz::Pair<double>{0.0, 0.0};
+            if (!(fabs(face.face.phiD - FCRI) < rvz::vof::kFrontBand)) return rvz::Pair<double>{0.0, 0.0};
             const double V = volumeD[da.D];
             return rvz::Pair<double>{face.Co * V, V};
         },
@@ -380,19 +318,7 @@ __global__ void Kernel_Calc_Vfconv_UnsteadyTermContribution(int nnu, int new_nnu
 {
     const int r = rvz::vof::ThreadIndex();
     if (r >= nnu) return;
-    const double a0 = volumeD[r] / dt;
-    double S = a0;
-    double neighbours = 0.0;
-    for (int j = 1; j < NColumnPerRow; ++j) {
-        const int at = rvz::accum::Position(r, j, new_nnu);
-        const double half = AELLD[at] * 0.5;
-        AELLD[at] = half;
-        S = S + half;
-        const int c = indexELLD[at];
-        if (c != -1) neighbours = neighbours + half * VolF0D[c];
-    }
-    AELLD[r] = AELLD[r] + a0;
-    SuD[r] = SuD[r] + (S * VolF0D[r] - neighbours);
+    rvz::vof::CrankNicolsonRow(r, volumeD[r] / dt, new_nnu, NColumnPerRow, AELLD, SuD, VolF0D, indexELLD);
 }
 
 // Under-relaxed diagonal from the accumulated diagonal AD and the row's

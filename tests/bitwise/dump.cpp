@@ -216,6 +216,84 @@ void volume_fraction_and_print(CRVZGPUtool& tool, int n)
     for (double* d : owned) tool.FreeDeviceMemory(d);
 }
 
+
+// Extended volume fraction on a chain of n cells (faces i|i+1, unit
+// spacing, a scratch of three columns): face values of the four schemes,
+// then the flux pass of a summing and a maximising method with its
+// coefficients, deferred correction, source and statistics.
+void extended_volume_fraction_and_print(CRVZGPUtool& tool, int n)
+{
+    std::mt19937_64 gen(11u + n);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    const int nf = n - 1, nCol = 3, newNNU = (n + 255) / 256 * 256;
+    std::vector<int> P(nf), E(nf), Px(nf), Py(nf, 2), Ex(nf), Ey(nf, 1);
+    std::vector<double> flux(nf), le(nf), sx(nf), one(nf, 1.0), co(n), gx(n), gy(n), zero(n, 0.0), phi(n), vol(n),
+        xc(n);
+    for (int f = 0; f < nf; ++f) {
+        P[f] = Px[f] = f;
+        E[f] = Ex[f] = f + 1;
+        flux[f] = unit(gen) - 0.5;
+        le[f] = 0.25 + 0.5 * unit(gen);
+        sx[f] = 0.5 + unit(gen);
+    }
+    for (int c = 0; c < n; ++c) {
+        co[c] = unit(gen);
+        gx[c] = unit(gen) - 0.5;
+        gy[c] = unit(gen) - 0.5;
+        phi[c] = unit(gen);
+        vol[c] = 0.5 + unit(gen);
+        xc[c] = c;
+    }
+    std::vector<double*> owned;
+    auto up = [&](const std::vector<double>& v) {
+        double* d = nullptr;
+        tool.AllocateDeviceMemory(static_cast<int>(v.size()), d);
+        tool.DataCopyHost2Device(static_cast<int>(v.size()), const_cast<double*>(v.data()), d);
+        owned.push_back(d);
+        return d;
+    };
+    std::vector<int*> ownedInt;
+    auto upInt = [&](const std::vector<int>& v) {
+        int* d = nullptr;
+        tool.AllocateDeviceMemory(static_cast<int>(v.size()), d);
+        tool.DataCopyHost2Device(static_cast<int>(v.size()), const_cast<int*>(v.data()), d);
+        ownedInt.push_back(d);
+        return d;
+    };
+    int *PD = upInt(P), *ED = upInt(E), *PxD = upInt(Px), *PyD = upInt(Py), *ExD = upInt(Ex), *EyD = upInt(Ey);
+    const rvz::LevelTable tf = rvz::MakeLevelTable(nf);
+    double *coD = up(co), *gxD = up(gx), *gyD = up(gy), *zD = up(zero), *phiD = up(phi), *volD = up(vol);
+    double *xcD = up(xc), *mD = up(flux), *leD = up(le), *sxD = up(sx), *oneD = up(one);
+    double *feD = up(std::vector<double>(nf)), *betaD = up(std::vector<double>(nf));
+    double *aED = up(std::vector<double>(nf)), *aWD = up(std::vector<double>(nf)), *t1D = up(std::vector<double>(nf));
+    double *t2D = up(std::vector<double>(nf)), *t3D = up(std::vector<double>(nf)), *srcD = up(zero);
+    double *scratchD = up(std::vector<double>(static_cast<size_t>(newNNU) * nCol));
+    double *s1D = up(std::vector<double>(tf.total)), *s2D = up(std::vector<double>(tf.total));
+    std::vector<double> fe(nf);
+    for (int scheme = 1; scheme <= 4; ++scheme) {
+        tool.Calc_VOF_FlowE_InnerFlux_HRScheme(nf, PD, ED, scheme, mD, phiD, coD, gxD, gyD, zD, xcD, zD, zD, feD, betaD,
+                                               tf.size[1]);
+        tool.DataCopyDevice2Host(nf, fe.data(), feD);
+        std::printf("vofx_scheme%d_fe n=%d %016" PRIx64 "\n", scheme, n, fold(fe));
+    }
+    for (int method : {0, 2}) {
+        double maxCe = 0.1, frontVol = 0.0;
+        tool.Calc_VOF_FlowE_InnerFluxVolF_Method(method, nf, n, newNNU, nCol, 0.7, 0.5, 0.3, PD, ED, mD, leD, sxD, zD,
+                                                 zD, phiD, coD, feD, oneD, gxD, gyD, zD, volD, PxD, PyD, ExD, EyD, aED,
+                                                 aWD, t1D, t2D, t3D, scratchD, srcD, tf.size[1], (n + 255) / 256,
+                                                 nullptr, nullptr, maxCe, frontVol, s1D, s2D, tf.nLevels, tf.count,
+                                                 tf.offset, tf.total, tf.size);
+        std::vector<double> aE(nf), src(n);
+        tool.DataCopyDevice2Host(nf, aE.data(), aED);
+        tool.DataCopyDevice2Host(n, src.data(), srcD);
+        std::printf("vofx_method%d aE=%016" PRIx64 " source=%016" PRIx64 "\n", method, fold(aE), fold(src));
+        print("vofx_maxce", n, maxCe);
+        print("vofx_frontvol", n, frontVol);
+    }
+    for (int* d : ownedInt) tool.FreeDeviceMemory(d);
+    for (double* d : owned) tool.FreeDeviceMemory(d);
+}
+
 }  // namespace
 
 int main()
@@ -252,6 +330,7 @@ int main()
     for (bool bicgstab : {false, true})
         for (int precond : {0, 1}) solve_and_print(tool, bicgstab, precond);
     for (int n : {300, 65537}) volume_fraction_and_print(tool, n);
+    for (int n : {300, 65537}) extended_volume_fraction_and_print(tool, n);
 #if RVZGPU_DUMP_CHANNEL
     // Whole outer iterations of the duct case: gradients, momentum and
     // pressure-correction assembly, both solvers and the corrections.
