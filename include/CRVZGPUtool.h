@@ -1143,6 +1143,314 @@ public:
     // @FLOWE-MOMENTUM-END
 
     // ---------------------------------------------------------------------
+    // Extended-flow pressure correction and inlet control
+    // ---------------------------------------------------------------------
+    // @FLOWE-PP-BEGIN
+    // The SIMPLEC pressure correction of the extended-flow solver: several
+    // inlet gates, each under velocity control (status 1) or pressure
+    // control (status 2) and open (gpInletbInD = 1) or closed; assist-fluid
+    // gates (material type > 1); vents decided per wall face; moving walls
+    // in compression; melt compressibility; halved relaxation in bad cells.
+    // Boundary decisions are stored as per-entry bool flags (judge arrays)
+    // by one operation and read by later ones. Per-entry arrays (ijInletGPD,
+    // gpInletbInD, PressD/pressureD, piIsOutletD, AirPressureD, isMoveWallD,
+    // area vectors, fluxes, CBD, judge flags) are indexed by list entry k;
+    // per-gate arrays (status, injection pressure, material type) by gate g
+    // = ijInletGPD[k]; ijBD/ijWallD/ijInletD hold the extended slots and
+    // ijPD/ijWallCVD/ijInletCVD the cells. Pressure settings (PressD,
+    // pressure) are scaled by 10,000,000 when imposed; air pressures are
+    // used as given. The trailing int is the block count (count/256 rounded
+    // up); multi-launch operations take the list or face blocks, then the
+    // row blocks. One launch reads or writes a few values per element.
+    // Indices, gate numbers, slot maps and array lengths are not validated.
+    // Each failed launch is reported at once and the rest still run; the
+    // status of the last check is returned.
+
+    // ---- Vent decisions (per wall entry, alpha = VolFD at the slot) ----
+
+    // piIsOutletD = 2 stays 2; otherwise 1 if alpha < FCRI, else 0.
+    // ijWallCVD is not read. Reports "CalcPP_FlowE_iIsOutlet1 failed".
+    int CalcPP_FlowE_iIsOutlet1(int nFaces, double FCRI, int* ijWallCVD, int* ijWallD, double* VolFD,
+                                int* piIsOutletD, int blocks);
+    // piIsOutletD = 1 if alpha < FCRI and either (iFAIMFluidIn > 0 and the
+    // cell's MFD <= 1e-30) or AirPressureD >= -1e-30; else 0 (2 is not kept).
+    // Reports "CalcPP_FlowE_iIsOutlet2 failed".
+    int CalcPP_FlowE_iIsOutlet2(int nFaces, int iFAIMFluidIn, double FCRI, int* ijWallCVD, int* ijWallD,
+                                double* VolFD, float* MFD, double* AirPressureD, int* piIsOutletD, int blocks);
+
+    // ---- Face fluxes and the gate pressures ----
+
+    // Interior faces: plain interpolated face velocity U = u_f.S,
+    // c = sqrt(|S|^2 |d|^2)/(S.d + 1e-30), A = APR(P) + APR(E), a = -c A |S|^2/2
+    // if IsFaceMassFluxStab != 0 else -A |S|^2/2, aED = aWD = a and
+    // mfeD = U + a dp*, dp* = (p(E) - p(P)) - mean(grad p).d. Reports
+    // "Calc_FlowE_InnerFluxPP_aEaWmfe failed".
+    int Calc_FlowE_InnerFluxPP_aEaWmfe(int nFaces, int* ijPD, int* ijED, double* leD, double* sxD, double* syD,
+                                       double* szD, double* xcD, double* ycD, double* zcD, double* dp_dxD,
+                                       double* dp_dyD, double* dp_dzD, double* uD, double* vD, double* wD,
+                                       double* pD, double* APRD, double* mfeD, double* aED, double* aWD,
+                                       int IsFaceMassFluxStab, int blocks);
+    // The same over partition-interface faces, aED only. Reports
+    // "Calc_FlowE_InnerFluxPP_aEmfe_Par failed".
+    int Calc_FlowE_InnerFluxPP_aEmfe_Par(int nFaces, int* ijPParD, int* ijEParD, double* leParD, double* sxParD,
+                                         double* syParD, double* szParD, double* xcD, double* ycD, double* zcD,
+                                         double* dp_dxD, double* dp_dyD, double* dp_dzD, double* uD, double* vD,
+                                         double* wD, double* pD, double* APRD, double* mfeD, double* aED,
+                                         int IsFaceMassFluxStab, int blocks);
+    // Per inlet entry (g its gate, t = gpInletGPMtrTypeD[g]): PressD =
+    // SpruePress for t < 2, the gate's injection pressure for t > 1;
+    // judge1D = (gpInletbInD = 1). Reports "CalcPP_FlowE_judge1judge2Press failed".
+    int CalcPP_FlowE_judge1judge2Press(int nFaces, double SpruePress, int* gpInletbInD, int* ijInletGPD,
+                                       int* gpInletGPMtrTypeD, double* pRVZFlowCTL_m_InjecPressD, double* PressD,
+                                       bool* judge1D, int blocks);
+    // Boundary list (P = ijPD[k] cell, E = ijED[k] slot, j = judgeD[k]): if
+    // j, the cell velocity is copied into the slot; a0 = -APR(P)|S|^2,
+    // a = a0 |S||d|/(S.d + 1e-30) if IsFaceMassFluxStab != 0 else a0;
+    // aED = j a + (j ? 0 : aED); mfeD = j u(E).S + aED dp' + (j ? 0 : mfeD)
+    // with dp' = (p(E) - p(P)) - grad p(P).d. Reports "CalcPP_BoundFluxMass failed".
+    int CalcPP_BoundFluxMass(int nFaces, int IsFaceMassFluxStab, int* ijPD, int* ijED, bool* judgeD, double* xcD,
+                             double* ycD, double* zcD, double* dp_dxD, double* dp_dyD, double* dp_dzD, double* sxD,
+                             double* syD, double* szD, double* APRD, double* pD, double* uD, double* vD, double* wD,
+                             double* aED, double* mfeD, int blocks);
+
+    // ---- Inlet and wall states ----
+
+    // Open gate (judgeD) under pressure control: p(slot) = pressureD 1e7 and
+    // pp(slot) = 0; judge2AD = that condition, judge3AD = it and iTime > 1.
+    // Reports "CalcPP_SetPPInlet_UpdateP_PP_judge2A_judge3A failed".
+    int CalcPP_SetPPInlet_UpdateP_PP_judge2A_judge3A(int nFaces, int iTime, int* ijBD, int* ijInletGPD,
+                                                     double* pressureD, bool* judgeD,
+                                                     int* pRVZFlowCTL_m_iStatus_ControlD, double* pD, double* ppD,
+                                                     bool* judge2AD, bool* judge3AD, int blocks);
+    // The same with one status and one pressure for every inlet face.
+    // Reports "CalcPP_SetPPInlet_NOFAIM_UpdateP_PP_judge2_judge3 failed".
+    int CalcPP_SetPPInlet_NOFAIM_UpdateP_PP_judge2_judge3(int nFaces, int iTime, int RVZFlowCTL_m_iStatus_Control,
+                                                          double pressure, int* ijBD, double* pD, double* ppD,
+                                                          bool* judge2D, bool* judge3D, int blocks);
+    // Vent (piIsOutletD > 0): p(slot) = oGeneralCtrl_dAirPressure if
+    // oGeneralCtrl_iIsOutlet > 0, else AirPressureD; pp(slot) = 0.
+    // judge1AD = vent; judge5AD = (iICM_Status = 1, VolFD(slot) > FCRI and
+    // isMoveWallD = 1). Reports "CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true failed".
+    int CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true(int nFaces, int oGeneralCtrl_iIsOutlet,
+                                                         double oGeneralCtrl_dAirPressure, int iICM_Status,
+                                                         double FCRI, int* ijBD, int* piIsOutletD, double* VolFD,
+                                                         double* AirPressureD, int* isMoveWallD, double* pD,
+                                                         double* ppD, bool* judge1AD, bool* judge5AD, int blocks);
+
+    // ---- Inlet and wall right-hand sides and diagonals ----
+    //
+    // A per-entry term is collected owner-only into AELLDtemp (slot maps
+    // MapFace2CellPxD/PyD; AELLDtemp must hold 0 wherever the maps do not
+    // write) and the rows Map2CellPD[0 .. nRows) are added to SuD or to the
+    // diagonal of AELLD. Collect and update steps report
+    // "CalcPP_SetPPInlet_UpdateSu_First_Collect failed" and
+    // "CalcPP_SetPPInlet_UpdateSu_First_Su failed".
+
+    // tempD = -mfeD for open gates under velocity control, else 0, added to
+    // SuD. Reports "CalcPP_SetPPInlet_UpdateSu_First_temp failed" first.
+    int CalcPP_SetPPInlet_UpdateSu_First(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijInletGPD,
+                                         int* pRVZFlowCTL_m_iStatus_ControlD, bool* judgeD, double* mfeD,
+                                         double* tempD, double* SuD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                         int* Map2CellPD, double* AELLDtemp, int faceBlocks, int rowBlocks);
+    // tempD = -mfeD under velocity control (status 1), else 0, added to SuD.
+    // Reports "CalcPP_SetPPInlet_NOFAIM_UpdateSu_First_temp failed" first.
+    int CalcPP_SetPPInlet_NOFAIM_UpdateSu_First(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                int RVZFlowCTL_m_iStatus_Control, double* mfeD, double* tempD,
+                                                double* SuD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                                int* Map2CellPD, double* AELLDtemp, int faceBlocks, int rowBlocks);
+    // temp1D = j2 (-(j3 (drho/dp(slot) + drho/dp(P))/2 mfeD + CBD)) added to
+    // the diagonal, then temp2D = j2 (-mfeD) added to SuD (j2 = judge2D,
+    // j3 = judge3D). Reports "CalcPP_SetPPInlet_NOFAIM_Update_AiSu_temp failed" first.
+    int CalcPP_SetPPInlet_NOFAIM_Update_AiSu(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijPD,
+                                             int* ijBD, double* mfeD, double* CBD, bool* judge2D, bool* judge3D,
+                                             double* dden_dpD, double* temp1D, double* temp2D, double* AELLD,
+                                             double* SuD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                             int* Map2CellPD, double* AELLDtemp, int faceBlocks, int rowBlocks);
+    // temp1D = j1A (-CBD) added to the diagonal, then temp2D = j1A (-mfeD)
+    // added to SuD. Reports "CalcPP_SetPPWall_Update_AiSu_temp failed" first.
+    int CalcPP_SetPPWall_Update_AiSu(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double* mfeD,
+                                     double* CBD, bool* judge1AD, double* temp1D, double* temp2D, double* AELLD,
+                                     double* SuD, int* MapFace2CellPxD, int* MapFace2CellPyD, int* Map2CellPD,
+                                     double* AELLDtemp, int faceBlocks, int rowBlocks);
+
+    // ---- Interior right-hand side ----
+
+    // Owner -MassFluxD[f], neighbour +MassFluxD[f] (the four slot maps),
+    // summed into SourceD for rows 0 .. nCells-1. Messages
+    // "CalcPP_FlowE_SourceTerm_CentralCoeff_Collect_Su failed",
+    // "CalcPP_FlowE_SourceTerm_CentralCoeff_Update_Su failed".
+    int CalcPP_FlowE_SourceTerm_CentralCoeff(int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                             double* MassFluxD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                             int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp,
+                                             double* SourceD, int faceBlocks, int cellBlocks);
+    // Partition faces: owner -MassFluxParD[f], summed into SourceD for the
+    // rows NPar2CellPD[0 .. nRows). Messages
+    // "CalcPP_FlowE_SourceTerm_CentralCoeff_Collect_Su_Par failed",
+    // "CalcPP_FlowE_SourceTerm_CentralCoeff_Update_Su_Par failed".
+    int CalcPP_FlowE_SourceTerm_CentralCoeff_Par(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                                 double* MassFluxParD, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                                 double* AELLDtemp, double* SourceD, int faceBlocks, int rowBlocks,
+                                                 int* NPar2CellPD);
+
+    // ---- Compressibility, final diagonal and the mass sum ----
+
+    // Per cell, only for iTime > 1, tau = dt dtNor + 1e-30:
+    // SuD += -V((p - p0) dden_dp + dden_dT)/tau, AELLD(c,0) += dden_dp V/tau;
+    // for iTime <= 1 nothing changes. Reports "CalcPP_FlowE_1stImplicitEulerMethod failed".
+    int CalcPP_FlowE_1stImplicitEulerMethod(int nCells, int iTime, double dt, double dtNor, double* pD, double* p0D,
+                                            double* dden_dpD, double* dden_dTD, double* volumeD, double* SuD,
+                                            double* AELLD, int blocks);
+    // Per row c < nRows: AELLD(c,0) = (AELLD(c,0) - sum of columns 1..)/rr,
+    // then SuD[c] += (1 - rr) AELLD(c,0) ppD[c]. Reports
+    // "CalcPP_FlowE_EnhanceRobustness failed".
+    int CalcPP_FlowE_EnhanceRobustness(int nRows, double rr, int new_nnu, int NColumnPerRow, double* ppD,
+                                       double* AELLD, double* SuD, int blocks);
+    // Reductions: first level over the count (size[1] blocks of the level
+    // table, which must belong to that count, count >= 1), collecting passes
+    // of 256, blocking copy of each result; each result has its own buffer
+    // of `total` doubles. A failed first level is reported and returned;
+    // the rest still runs and the results are still copied.
+    //
+    // MassSum = sum of SuD[c], c < NInnerCell. Reports "CalcPP_FlowE_MassSum failed".
+    int CalcPP_FlowE_MassSum(int NInnerCell, double* SuD, double& MassSum, double* buffer, int nLevels,
+                             const int* count, const int* offset, int total, const int* size);
+
+    // ---- Boundary values of the correction pp (fiD extended) ----
+
+    // Wall: piIsOutletD < 1: the cell's value; otherwise 0. Reports
+    // "CalcPP_FlowE_UpdateBoundaryPP_Update_fi failed".
+    int CalcPP_FlowE_UpdateBoundaryPP_Update_fi(int nFaces, int* ijWallCVD, int* ijWallD, int* piIsOutletD,
+                                                double* fiD, int blocks);
+    // Open gate: status 1: the cell's value, 2: 0, other: unchanged; closed
+    // gate: 0 if piIsOutletD > 0, else the cell's value. Reports
+    // "CalcPP_FlowE_UpdateBoundaryPP_Update_fi_FAIMIn failed".
+    int CalcPP_FlowE_UpdateBoundaryPP_Update_fi_FAIMIn(int nFaces, int iStatus_Control, int* ijInletCVD,
+                                                       int* ijInletD, int* gpInletbInD, int* piIsOutletD,
+                                                       double* fiD, int blocks);
+    // Status 1: the cell's value, 2: 0, other: unchanged. Reports
+    // "CalcPP_FlowE_UpdateBoundaryPP_Update_fi_NoFAIMIn failed".
+    int CalcPP_FlowE_UpdateBoundaryPP_Update_fi_NoFAIMIn(int nFaces, int iStatus_Control, int* ijInletCVD,
+                                                         int* ijInletD, double* fiD, int blocks);
+    // Outlet or symmetry list: fiD[ijBD[k]] = fiD[ijPD[k]] (p or pp).
+    // Reports "CalcPP_FlowE_Update_fi_OutletSymm failed".
+    int CalcPP_FlowE_Update_fi_OutletSymm(int nFaces, int* ijPD, int* ijBD, double* fiD, int blocks);
+
+    // ---- Boundary values of the pressure p ----
+
+    // Wall: vent (piIsOutletD > 0): AirPressureD; otherwise the cell's p.
+    // Reports "CalcPP_FlowE_UpdateBoundaryP_Update_fi failed".
+    int CalcPP_FlowE_UpdateBoundaryP_Update_fi(int nFaces, int* ijWallCVD, int* ijWallD, int* piIsOutletD,
+                                               double* AirPressureD, double* fiD, int blocks);
+    // Open gate: the cell's p under velocity control, else unchanged;
+    // closed gate: AirPressureD if piIsOutletD > 0, else the cell's p.
+    // Reports "CalcPP_FlowE_UpdateBoundaryP_Update_fi_FAIMIn failed".
+    int CalcPP_FlowE_UpdateBoundaryP_Update_fi_FAIMIn(int nFaces, int* ijInletCVD, int* ijInletD, int* ijInletGPD,
+                                                      int* gpInletbInD, int* piIsOutletD,
+                                                      int* pRVZFlowCTL_m_iStatus_ControlD, double* AirPressureD,
+                                                      double* fiD, int blocks);
+    // Status 1: the cell's p; otherwise unchanged. Reports
+    // "CalcPP_FlowE_UpdateBoundaryP_Update_fi_NoFAIMIn failed".
+    int CalcPP_FlowE_UpdateBoundaryP_Update_fi_NoFAIMIn(int nFaces, int iStatus_Control, int* ijInletCVD,
+                                                        int* ijInletD, double* fiD, int blocks);
+
+    // ---- Corrections after the solve ----
+
+    // MassFluxD[f] += AELLD(Px[f], Py[f]) (pp(ijCVED[f]) - pp(ijCVPD[f])).
+    // Reports "CalcPP_FlowE_UpdateMassFlux failed".
+    int CalcPP_FlowE_UpdateMassFlux(int nFaces, int new_nnu, int* ijCVPD, int* ijCVED, int* MapFace2CellPxD,
+                                    int* MapFace2CellPyD, double* AELLD, double* ppD, double* MassFluxD, int blocks);
+    // The same over partition faces. Reports "CalcPP_FlowE_UpdateMassFlux_Par failed".
+    int CalcPP_FlowE_UpdateMassFlux_Par(int nFaces, int new_nnu, int* ijCVPParD, int* ijCVEParD,
+                                        int* ParMapFace2CellPxD, int* ParMapFace2CellPyD, double* AELLD, double* ppD,
+                                        double* MassFluxParD, int blocks);
+    // Per cell (dp_d*D the gradient of pp): r = relaxIP/2 in bad cells when
+    // oGeneralCtrl_iTurningBad = 1, else relaxIP; unless iflag = 2,
+    // p += r (pp - ppo); unless iflag = 1, (u,v,w) -= V APR grad pp; SuD = 0
+    // for every iflag. Reports "CalcPP_FlowE_CorrectPressureVelocities failed".
+    int CalcPP_FlowE_CorrectPressureVelocities(int nCells, double relaxIP, int iflag, int oGeneralCtrl_iTurningBad,
+                                               double ppo, int* gpIsBadElementsD, double* ppD, double* volumeD,
+                                               double* dp_dxD, double* dp_dyD, double* dp_dzD, double* APRD,
+                                               double* pD, double* uD, double* vD, double* wD, double* SuD,
+                                               int blocks);
+    // Inlet flags: judge1CD open and status 1, judge1DD open and status 2,
+    // judge1ED open assist-fluid gate (type > 1), judge2AD closed with
+    // VolFD(slot) < FCRI. iFAIMFluidIn, ijInletCVD and MFD are not read.
+    // Reports "CalcPP_FlowE_CorrectInletVel_judge failed".
+    int CalcPP_FlowE_CorrectInletVel_judge(int nFaces, int iFAIMFluidIn, double FCRI, int* ijInletCVD, int* ijInletD,
+                                           double* VolFD, float* MFD, int* gpInletbInD, int* ijInletGPD,
+                                           int* gpInletGPMtrTypeD, int* pRVZFlowCTL_m_iStatus_ControlD,
+                                           bool* judge1CD, bool* judge1DD, bool* judge1ED, bool* judge2AD,
+                                           int blocks);
+    // Per inlet entry: f = V APR(P)/sqrt(|S|^2|d|^2), c = f (pp(slot) -
+    // pp(P)); F0 = slot velocity.S if judge1CD else MassFluxInletD; for each
+    // of judge1DD and judge2AD that holds, the slot velocity loses c S and
+    // the flux c |S|^2; MassFluxInletD = the result. Reports
+    // "CalcPP_FlowE_CorrectInletVel_UVW_MassFluxInle failed".
+    int CalcPP_FlowE_CorrectInletVel_UVW_MassFluxInlet(int nFaces, int* ijInletCVD, int* ijInletD, double* ijInletSxD,
+                                                       double* ijInletSyD, double* ijInletSzD, bool* judge1CD,
+                                                       bool* judge1DD, bool* judge2AD, double* xcD, double* ycD,
+                                                       double* zcD, double* APRD, double* volumeD, double* uD,
+                                                       double* vD, double* wD, double* ppD, double* MassFluxInletD,
+                                                       int blocks);
+    // Sums over inlet entries of F = MassFluxInletD: TotalMassInlet of
+    // (1C ? -F : 0) - (1D ? F : 0), TotalFluidMassInlet of (1E ? -F : 0),
+    // TotalMassOutlet of (2A ? F : 0). Reports
+    // "CalcPP_FlowE_CorrectInletVel_TotalMass failed".
+    int CalcPP_FlowE_CorrectInletVel_TotalMass(int nFaces, bool* judge1CD, bool* judge1DD, bool* judge1ED,
+                                               bool* judge2AD, double* MassFluxInletD, double& TotalMassInlet,
+                                               double& TotalFluidMassInlet, double& TotalMassOutlet,
+                                               double* inletBuffer, double* fluidBuffer, double* outletBuffer,
+                                               int nLevels, const int* count, const int* offset, int total,
+                                               const int* size);
+    // MAXIMUM over inlet entries of the slot speed (judge1DD) or -1 (other
+    // entries); threads of the first level beyond the list hold 0, so the
+    // result is -1 only when the list fills its blocks. Reports
+    // "CalcPP_FlowE_CorrectInletVel_VelNorm failed".
+    int CalcPP_FlowE_CorrectInletVel_VelNorm(int nFaces, int* ijInletD, bool* judge1DD, double* uD, double* vD,
+                                             double* wD, double& VelNorm, double* buffer, int nLevels,
+                                             const int* count, const int* offset, int total, const int* size);
+    // Per wall entry (o = piIsOutletD > 0): c = f (pp(slot) - pp(P)) o; the
+    // slot velocity loses c S; F' = MassFluxWallD - c|S|^2; a moving wall in
+    // compression (iICM_Status = 1, VolFD(slot) >= FCRI, isMoveWallD = 1)
+    // takes MassFluxWallD = new slot velocity.S, the others F'. Returns the
+    // sum of o F' in TotalMassOutlet. Reports "CalcPP_FlowE_CorrectWallVel failed".
+    int CalcPP_FlowE_CorrectWallVel_TotalMass(int nFaces, int iICM_Status, double FCRI, int* ijWallCVD, int* ijWallD,
+                                              int* piIsOutletD, int* isMoveWallD, double* ijWallSxD,
+                                              double* ijWallSyD, double* ijWallSzD, double* xcD, double* ycD,
+                                              double* zcD, double* VolFD, double* ppD, double* APRD,
+                                              double* volumeD, double* uD, double* vD, double* wD,
+                                              double* MassFluxWallD, double& TotalMassOutlet, double* buffer,
+                                              int nLevels, const int* count, const int* offset, int total,
+                                              const int* size);
+
+    // ---- Second (non-orthogonal) corrector ----
+    //
+    // Per face, g the mean pp gradient of its cells, k = (S.d)S - |S|^2 d:
+    // t = -(APR(P) + APR(E))/2 k.g; MassFluxD += t, mfeCorrD = t; then -t at
+    // the owner and +t at the neighbour (AELLDtemp as above) summed into
+    // SourceD for rows 0 .. nCells-1. Messages
+    // "CalcPP_FlowE_CorrectMassFluxInnerCV_2ndCorrector failed", "..._Collect_Su
+    // failed", "..._Update_Su failed".
+    int CalcPP_FlowE_CorrectMassFluxInnerCV_2ndCorrector(int nFaces, int nCells, int new_nnu, int NColumnPerRow,
+                                                         int* ijCVPD, int* ijCVED, double* sxD, double* syD,
+                                                         double* szD, double* xcD, double* ycD, double* zcD,
+                                                         double* APRD, double* dp_dxD, double* dp_dyD,
+                                                         double* dp_dzD, double* MassFluxD, double* mfeCorrD,
+                                                         int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                                         int* MapFace2CellExD, int* MapFace2CellEyD,
+                                                         double* AELLDtemp, double* SourceD, int faceBlocks,
+                                                         int cellBlocks);
+    // Partition faces: -t at the owner only, summed into SourceD for the
+    // rows Par2CellPD[0 .. nRows). Messages "..._2ndCorrector_Par failed",
+    // "..._Collect_Su_Par failed", "..._Update_Su_Par failed".
+    int CalcPP_FlowE_CorrectMassFluxInnerCV_2ndCorrector_Par(
+        int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijCVPParD, int* ijCVEParD, double* sxParD,
+        double* syParD, double* szParD, double* xcD, double* ycD, double* zcD, double* APRD, double* dp_dxD,
+        double* dp_dyD, double* dp_dzD, double* MassFluxParD, double* mfeCorrD, int* ParMapFace2CellPxD,
+        int* ParMapFace2CellPyD, double* AELLDtemp, double* SourceD, int* Par2CellPD, int faceBlocks, int rowBlocks);
+    // @FLOWE-PP-END
+
+    // ---------------------------------------------------------------------
     // Energy equation
     // ---------------------------------------------------------------------
     // @ENERGY-BEGIN

@@ -8,24 +8,14 @@
 #include "CUK_Accumulate.cuh"
 #include "CUK_CollectResidual.cuh"
 #include "CUK_FlowGeometry.cuh"
+#include "CUK_PressureCorrection.cuh"
 
 namespace rvz {
 namespace pp {
 
-using flow::Dot;
-using flow::Load3;
-using flow::Vec3;
-
-__device__ __forceinline__ int ThreadIndex() { return static_cast<int>(blockIdx.x * blockDim.x + threadIdx.x); }
-
 // Pressure-term forms selected by IsFaceMassFluxStab.
 constexpr int kPlainStab = 0;
 constexpr int kNonOrthogonalCoefficient = 3;
-
-struct Fields3 {
-    const double *x, *y, *z;
-    __device__ __forceinline__ Vec3 At(int i) const { return Load3(x, y, z, i); }
-};
 
 // Coefficient a and interpolated flux of interior face f:
 // U = median-interpolated velocity . S, a from the SIMPLEC factors, and the
@@ -44,10 +34,7 @@ __device__ __forceinline__ void InteriorFlux(int f, int stab, const int* ijPD, c
 
     const flow::FaceGeometry geo(S, flow::From(centroid.At(P), centroid.At(E)));
     const double A = APRD[P] + APRD[E];
-    const Vec3 gP = gradP.At(P);
-    const Vec3 gE = gradP.At(E);
-    const Vec3 gMean{0.5 * (gP.x + gE.x), 0.5 * (gP.y + gE.y), 0.5 * (gP.z + gE.z)};
-    const double dpStar = (pD[E] - pD[P]) - Dot(gMean, geo.d);
+    const double dpStar = PressureDifferenceNetOfMeanGradient(P, E, geo.d, pD, gradP);
 
     const double c = geo.NonOrthogonality();
     if (stab == kPlainStab) {
@@ -81,29 +68,7 @@ __device__ __forceinline__ double BoundaryFlux(int velocityAt, int P, int b, dou
                                                const double* pD, const Fields3& gradP)
 {
     const Vec3 u{uD[velocityAt], vD[velocityAt], wD[velocityAt]};
-    return Dot(u, geo.S) + a * ((pD[b] - pD[P]) - Dot(gradP.At(P), geo.d));
-}
-
-// f = V(P) APR(P)/sqrt(|S|^2 |d|^2): the correction factor of a boundary face.
-__device__ __forceinline__ double BoundaryCorrectionFactor(const flow::FaceGeometry& geo, double volumeP, double aprP)
-{
-    return volumeP * aprP / sqrt(geo.S2 * Dot(geo.d, geo.d));
-}
-
-// Corrects the slot velocity by c S and returns the flux change c |S|^2.
-__device__ __forceinline__ double CorrectSlotVelocity(int b, double c, const flow::FaceGeometry& geo, double* uD,
-                                                      double* vD, double* wD)
-{
-    uD[b] = uD[b] - c * geo.S.x;
-    vD[b] = vD[b] - c * geo.S.y;
-    wD[b] = wD[b] - c * geo.S.z;
-    return c * geo.S2;
-}
-
-__device__ __forceinline__ double Speed(int b, const double* uD, const double* vD, const double* wD)
-{
-    const Vec3 u{uD[b], vD[b], wD[b]};
-    return sqrt(Dot(u, u));
+    return Dot(u, geo.S) + a * PressureDifferenceNetOfCellGradient(P, b, geo.d, pD, gradP);
 }
 
 }  // namespace pp
@@ -202,13 +167,7 @@ __global__ void Kernel_CalcPP_AiSuMassSum(int n, int newNNU, int nCol, double rr
     rvz::block_reduce_256<rvz::SumOp, double>(
         [&](int i) {
             if (i >= n) return 0.0;
-            double s = 0.0;
-            for (int j = 1; j < nCol; ++j) s = s + AELLD[j * newNNU + i];
-            const double diagonal = (AELLD[i] - s) / rr;
-            AELLD[i] = diagonal;
-            const double su = (1.0 - rr) * diagonal * ppD[i] + SuD[i];
-            SuD[i] = su;
-            return su;
+            return rvz::pp::RelaxedDiagonalRow(i, newNNU, nCol, rr, ppD, AELLD, SuD);
         },
         sumD);
 }
@@ -277,10 +236,7 @@ __global__ void Kernel_Calc_CorrectPressureVelocityCV(int n, double relax, doubl
     if (c >= n) return;
     if (iflag != 2) pD[c] = pD[c] + relax * (ppD[c] - ppo);
     if (iflag != 1) {
-        const double f = volumeD[c] * APRD[c];
-        uD[c] = uD[c] - f * dp_dxD[c];
-        vD[c] = vD[c] - f * dp_dyD[c];
-        wD[c] = wD[c] - f * dp_dzD[c];
+        rvz::pp::CorrectCellVelocity(c, volumeD, APRD, dp_dxD, dp_dyD, dp_dzD, uD, vD, wD);
         SuD[c] = 0.0;
     }
 }
@@ -306,12 +262,7 @@ __global__ void Kernel_Calc_InnerFluxPPCorr(int n, const int* ijPD, const int* i
     const int P = ijPD[f];
     const int E = ijED[f];
     const rvz::flow::FaceGeometry geo(area.At(f), rvz::flow::From(centroid.At(P), centroid.At(E)));
-    const rvz::flow::Vec3 gP = gradPP.At(P);
-    const rvz::flow::Vec3 gE = gradPP.At(E);
-    const rvz::flow::Vec3 g{0.5 * (gP.x + gE.x), 0.5 * (gP.y + gE.y), 0.5 * (gP.z + gE.z)};
-    const rvz::flow::Vec3 k{geo.Sd * geo.S.x - geo.S2 * geo.d.x, geo.Sd * geo.S.y - geo.S2 * geo.d.y,
-                            geo.Sd * geo.S.z - geo.S2 * geo.d.z};
-    const double t = -0.5 * (APRD[P] + APRD[E]) * rvz::flow::Dot(k, g);
+    const double t = rvz::pp::NonOrthogonalCorrectionFlux(P, E, geo, APRD, gradPP);
     MassFluxD[f] = MassFluxD[f] + t;
     tempD[f] = t;
 }

@@ -22,9 +22,6 @@ using flow::UpdateListedRows;
 
 pp::Fields3 F3(const DeviceVec3& v) { return pp::Fields3{v.x, v.y, v.z}; }
 
-// First-level blocks of a reduction whose grid the caller does not pass.
-int FirstLevelBlocks(const LevelView& table) { return table.nLevels >= 2 ? table.size[1] : 0; }
-
 // Owner-only collect of -m v[k] over a wall list.
 int CollectVents(int nFaces, int new_nnu, const int* Px, const int* Py, const int* FCRIMatchD, const double* values,
                  double* AELLDtemp, int faceGrid, const char* message, int device)
@@ -35,6 +32,24 @@ int CollectVents(int nFaces, int new_nnu, const int* Px, const int* Py, const in
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------
+// Steps shared with the extended-flow pressure correction
+// ---------------------------------------------------------------------------
+
+int CopyCellToSlot(int nFaces, const int* ijBD, const int* ijCVD, double* fiD, int grid, const char* message,
+                   int SelectedDevice)
+{
+    RVZ_LAUNCH(Kernel_Calc_UpdateBoundaryPP_CopyCell, grid, kBlockSize, 0, 0)(nFaces, ijBD, ijCVD, fiD);
+    return CheckStep(message, SelectedDevice);
+}
+
+int NonOrthogonalCorrectionFlux(const InnerFluxPPCorrArgs& a, const char* message, int SelectedDevice)
+{
+    RVZ_LAUNCH(Kernel_Calc_InnerFluxPPCorr, a.faceGrid, kBlockSize, 0, 0)
+    (a.nFaces, a.ijPD, a.ijED, F3(a.area), F3(a.centroid), a.APRD, F3(a.gradPP), a.MassFluxD, a.tempD);
+    return CheckStep(message, SelectedDevice);
+}
 
 // ---------------------------------------------------------------------------
 // Face fluxes and coefficients
@@ -169,8 +184,7 @@ int Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL(int BlockSize, int nFaces, c
                                                     const int* ijInletCVD, double* fiD, int grid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH(Kernel_Calc_UpdateBoundaryPP_CopyCell, grid, kBlockSize, 0, 0)(nFaces, ijInletD, ijInletCVD, fiD);
-    return CheckStep("Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL failed", SelectedDevice);
+    return CopyCellToSlot(nFaces, ijInletD, ijInletCVD, fiD, grid, "Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL failed", SelectedDevice);
 }
 
 int Calc_UpdateBoundaryPP_Inlet_STATUS_PRES_CONTROL(int BlockSize, int nFaces, const int* ijInletD, double* fiD,
@@ -185,16 +199,14 @@ int Calc_UpdateBoundaryPP_Outlet(int BlockSize, int nFaces, const int* ijOutletD
                                  int grid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH(Kernel_Calc_UpdateBoundaryPP_CopyCell, grid, kBlockSize, 0, 0)(nFaces, ijOutletD, ijOutletCVD, fiD);
-    return CheckStep("Calc_UpdateBoundaryPP_Outlet failed", SelectedDevice);
+    return CopyCellToSlot(nFaces, ijOutletD, ijOutletCVD, fiD, grid, "Calc_UpdateBoundaryPP_Outlet failed", SelectedDevice);
 }
 
 int Calc_UpdateBoundaryPP_Symm(int BlockSize, int nFaces, const int* ijSymmD, const int* ijSymmCVD, double* fiD,
                                int grid, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH(Kernel_Calc_UpdateBoundaryPP_CopyCell, grid, kBlockSize, 0, 0)(nFaces, ijSymmD, ijSymmCVD, fiD);
-    return CheckStep("Calc_UpdateBoundaryPP_Symm failed", SelectedDevice);
+    return CopyCellToSlot(nFaces, ijSymmD, ijSymmCVD, fiD, grid, "Calc_UpdateBoundaryPP_Symm failed", SelectedDevice);
 }
 
 // ---------------------------------------------------------------------------
@@ -225,9 +237,7 @@ int CalcPP_CorrectMassFlux(int BlockSize, int nFaces, int new_nnu, const int* Ma
 int Calc_InnerFluxPPCorr(int BlockSize, const InnerFluxPPCorrArgs& a, int SelectedDevice)
 {
     if (BlockSize != kBlockSize) return 0;
-    RVZ_LAUNCH(Kernel_Calc_InnerFluxPPCorr, a.faceGrid, kBlockSize, 0, 0)
-    (a.nFaces, a.ijPD, a.ijED, F3(a.area), F3(a.centroid), a.APRD, F3(a.gradPP), a.MassFluxD, a.tempD);
-    CheckStep("Calc_InnerFluxPPCorr failed", SelectedDevice);
+    NonOrthogonalCorrectionFlux(a, "Calc_InnerFluxPPCorr failed", SelectedDevice);
     CollectConservativePair<Sign::Minus>(a.nFaces, a.new_nnu, a.MapFace2CellPxD, a.MapFace2CellPyD,
                                          a.MapFace2CellExD, a.MapFace2CellEyD, a.tempD, a.AELLDtemp, a.faceGrid,
                                          "Calc_InnerFluxPPCorr_PE failed", SelectedDevice);

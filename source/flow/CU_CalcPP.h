@@ -152,4 +152,15 @@ int Calc_CorrectVelocityInlet_STATUS_PRES_CONTROL(int BlockSize, const BoundaryC
 int Calc_CorrectVelocityWallOutlet(int BlockSize, const BoundaryCorrectionArgs& a, double& ventOutflow,
                                    double* buffer, const LevelView& table, int SelectedDevice);
 
+// ---- Steps shared with the extended-flow pressure correction ----
+
+// fiD[ijBD[k]] = fiD[ijCVD[k]] for k < nFaces (zero gradient at the slots),
+// checked under `message`.
+int CopyCellToSlot(int nFaces, const int* ijBD, const int* ijCVD, double* fiD, int grid, const char* message,
+                   int SelectedDevice);
+// The non-orthogonal correction flux t of each face of a.ijPD/a.ijED (only
+// the fields of the flux step are read): MassFluxD[f] += t, tempD[f] = t;
+// checked under `message`.
+int NonOrthogonalCorrectionFlux(const InnerFluxPPCorrArgs& a, const char* message, int SelectedDevice);
+
 }  // namespace rvz

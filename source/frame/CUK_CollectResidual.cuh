@@ -34,6 +34,18 @@ __device__ __forceinline__ void collect_level2(int n, const T* inA, const T* inB
         outA, outB);
 }
 
+template <class Op, int Inputs, class T>
+__device__ __forceinline__ void collect_level3(int n, const T* inA, const T* inB, const T* inC, T* outA, T* outB,
+                                               T* outC)
+{
+    block_reduce3_256<Op, T>(
+        [&](int) {
+            return Triple<T>{collect_entry<Op, Inputs>(n, inA), collect_entry<Op, Inputs>(n, inB),
+                             collect_entry<Op, Inputs>(n, inC)};
+        },
+        outA, outB, outC);
+}
+
 }  // namespace rvz
 
 // Generic collecting kernels, one quantity and two in lock step.

@@ -24,6 +24,7 @@ constexpr int kBlockSize = 256;
 // for at launch (a GPU fast path stages one double per thread and quantity).
 constexpr size_t kOneQuantityShared = kBlockSize * sizeof(double);
 constexpr size_t kTwoQuantityShared = 2 * kBlockSize * sizeof(double);
+constexpr size_t kThreeQuantityShared = 3 * kBlockSize * sizeof(double);
 
 struct SumOp {
     template <class T>
@@ -73,6 +74,13 @@ template <class T>
 struct Pair {
     T first;
     T second;
+};
+
+template <class T>
+struct Triple {
+    T first;
+    T second;
+    T third;
 };
 
 }  // namespace rvz
@@ -135,6 +143,25 @@ __device__ __forceinline__ void block_reduce2_256(F contribution, T* outFirst, T
     }
 }
 
+
+template <class Op, class T, class F>
+__device__ __forceinline__ void block_reduce3_256(F contribution, T* outFirst, T* outSecond, T* outThird)
+{
+    T* const s[3] = {reinterpret_cast<T*>(s_double), reinterpret_cast<T*>(s_double) + kBlockSize,
+                     reinterpret_cast<T*>(s_double) + 2 * kBlockSize};
+    const int t = threadIdx.x;
+    const Triple<T> v = contribution(static_cast<int>(blockIdx.x) * kBlockSize + t);
+    s[0][t] = v.first;
+    s[1][t] = v.second;
+    s[2][t] = v.third;
+    tree_reduce_256<Op>(s, t);
+    if (t == 0) {
+        outFirst[blockIdx.x] = s[0][0];
+        outSecond[blockIdx.x] = s[1][0];
+        outThird[blockIdx.x] = s[2][0];
+    }
+}
+
 }  // namespace rvz
 
 #else  // host backend: the same tree over the block's values, in order
@@ -185,6 +212,26 @@ inline void block_reduce2_256(F contribution, T* outFirst, T* outSecond)
     tree_reduce_256<Op>(s2);
     outFirst[blockIdx.x] = s1[0];
     outSecond[blockIdx.x] = s2[0];
+}
+
+
+template <class Op, class T, class F>
+inline void block_reduce3_256(F contribution, T* outFirst, T* outSecond, T* outThird)
+{
+    T s1[kBlockSize];
+    T s2[kBlockSize];
+    T s3[kBlockSize];
+    for_each_block_thread(contribution, [&](int t, const Triple<T>& v) {
+        s1[t] = v.first;
+        s2[t] = v.second;
+        s3[t] = v.third;
+    });
+    tree_reduce_256<Op>(s1);
+    tree_reduce_256<Op>(s2);
+    tree_reduce_256<Op>(s3);
+    outFirst[blockIdx.x] = s1[0];
+    outSecond[blockIdx.x] = s2[0];
+    outThird[blockIdx.x] = s3[0];
 }
 
 }  // namespace rvz

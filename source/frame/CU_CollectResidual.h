@@ -33,6 +33,16 @@ void CollectLevels2(const LevelView& table, T* bufferA, T* bufferB, cudaStream_t
          bufferB + table.offset[k]);
 }
 
+// The same for three quantities reduced together in lock step.
+template <auto Collect, class T>
+void CollectLevels3(const LevelView& table, T* bufferA, T* bufferB, T* bufferC, cudaStream_t stream = 0)
+{
+    for (int k = 1; k <= table.nLevels - 2; ++k)
+        RVZ_LAUNCH_BLOCK(Collect, table.size[k + 1], kBlockSize, 3 * kBlockSize * sizeof(T), stream)
+        (table.count[k], bufferA + table.offset[k - 1], bufferB + table.offset[k - 1], bufferC + table.offset[k - 1],
+         bufferA + table.offset[k], bufferB + table.offset[k], bufferC + table.offset[k]);
+}
+
 // Blocking copy of the final value into the host variable; it also waits
 // for every launch before it on the default stream.
 template <class T>

@@ -42,6 +42,20 @@ int ReduceChecked2(int grid, const LevelView& table, const char* message, int de
     return status;
 }
 
+// Three quantities reduced in lock step; a, b, c go with bufferA, B, C.
+template <auto FirstLevel, auto Collect, class... Inputs>
+int ReduceChecked3(int grid, const LevelView& table, const char* message, int device, double* bufferA,
+                   double* bufferB, double* bufferC, double& a, double& b, double& c, Inputs... inputs)
+{
+    RVZ_LAUNCH_BLOCK(FirstLevel, grid, kBlockSize, kThreeQuantityShared, 0)(inputs..., bufferA, bufferB, bufferC);
+    const int status = CheckStep(message, device);
+    CollectLevels3<Collect>(table, bufferA, bufferB, bufferC);
+    CopyReductionResult(table, bufferA, a);
+    CopyReductionResult(table, bufferB, b);
+    CopyReductionResult(table, bufferC, c);
+    return status;
+}
+
 // Statistics start from a cleared partial-result buffer (all `total`
 // entries), so that entries a level does not write read as zero.
 template <class T>

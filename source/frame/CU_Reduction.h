@@ -45,6 +45,10 @@ LevelTable MakeLevelTable(int n);
 // fewer than two levels.
 inline int ResultOffset(const LevelView& table) { return table.nLevels >= 2 ? table.offset[table.nLevels - 2] : -1; }
 
+// Blocks of the first level of a reduction driven by `table`: size[1], or 0
+// for a table with fewer than two levels.
+inline int FirstLevelBlocks(const LevelView& table) { return table.nLevels >= 2 ? table.size[1] : 0; }
+
 // Dot product V1.V2 over n elements through Kernel_JCG_CalcV1dotV2 and the
 // 256-input collecting kernel. `buffer` holds table.total doubles.
 // Returns the status of the first-level launch.

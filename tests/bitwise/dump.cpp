@@ -2,11 +2,13 @@
 // its exact bit pattern, so that the outputs of the host and cuda backends
 // can be compared with diff. Only + - * / sqrt fma (and comparisons, min,
 // fabs) enter these results.
+#include <algorithm>
 #include <cinttypes>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -156,6 +158,83 @@ void energy_dump(CRVZGPUtool& tool)
     channel::EnergyStep step(tool, m, d, props, bc);
     step.Solve(fluxD, inflowD, vis, rate);
     std::printf("energy step T=%016" PRIx64 "\n", fold(step.Temperature()));
+    rvzmesh::FreeDeviceMesh(tool, d);
+}
+
+// Extended-flow pressure correction on a perturbed box: interior flux with
+// the non-orthogonal coefficient, wall fluxes of open and closed entries,
+// the second corrector with its right-hand side, the vent correction with
+// its sum, and the three inlet sums and the inlet speed over a long list.
+void flowe_pp_dump(CRVZGPUtool& tool)
+{
+    rvzmesh::BoxOptions o;
+    o.nx = 9, o.ny = 7, o.nz = 5;
+    o.perturbation = 0.25;
+    const rvzmesh::Mesh m = rvzmesh::BuildMesh(rvzmesh::MakeBox(o));
+    rvzmesh::DeviceMesh d;
+    if (rvzmesh::UploadMesh(tool, m, d) != 0) return;
+    const int ne = m.nExtended, nf = m.nFaces, nc = m.nCells, fg = rvzmesh::Blocks(nf), cg = rvzmesh::Blocks(nc);
+    auto positive = [](std::vector<double> v) {
+        for (double& x : v) x = 0.1 + std::fabs(x) * 1e-3;
+        return v;
+    };
+    channel::Buf<double> u(tool, values(ne, 31)), v(tool, values(ne, 32)), w(tool, values(ne, 33)),
+        p(tool, values(ne, 34)), pp(tool, values(ne, 35)), gx(tool, values(ne, 36)), gy(tool, values(ne, 37)),
+        gz(tool, values(ne, 38)), APR(tool, positive(values(ne, 39))), mfe(tool, nf), aE(tool, nf), aW(tool, nf),
+        flux(tool, values(nf, 40)), corr(tool, nf), Su(tool, nc), scratch(tool, m.newNNU * m.nColumnPerRow);
+    tool.Calc_FlowE_InnerFluxPP_aEaWmfe(nf, d.ijP, d.ijE, d.le, d.sx, d.sy, d.sz, d.xc, d.yc, d.zc, gx, gy, gz, u, v,
+                                        w, p, APR, mfe, aE, aW, 3, fg);
+    tool.CalcPP_FlowE_CorrectMassFluxInnerCV_2ndCorrector(nf, nc, m.newNNU, m.nColumnPerRow, d.ijP, d.ijE, d.sx, d.sy,
+                                                          d.sz, d.xc, d.yc, d.zc, APR, gx, gy, gz, flux, corr, d.mapPx,
+                                                          d.mapPy, d.mapEx, d.mapEy, scratch, Su, fg, cg);
+    const rvzmesh::DeviceBoundaryList& wl = d.boundary[static_cast<int>(rvzmesh::BoundaryKind::Wall)];
+    const int nw = wl.size, wg = rvzmesh::Blocks(nw);
+    std::vector<bool> open(nw);
+    std::vector<int> vent(nw), moving(nw);
+    for (int k = 0; k < nw; ++k) open[k] = k % 3 != 0, vent[k] = k % 4, moving[k] = k % 5 == 0;
+    // std::vector<bool> has no contiguous storage: flags go up from a plain array.
+    auto flags = [&tool](const std::vector<bool>& f) {
+        auto b = std::make_unique<channel::Buf<bool>>(tool, static_cast<int>(f.size()));
+        std::unique_ptr<bool[]> plain(new bool[f.size()]);
+        std::copy(f.begin(), f.end(), plain.get());
+        tool.DataCopyHost2Device(static_cast<int>(f.size()), plain.get(), *b);
+        return b;
+    };
+    const auto judge = flags(open);
+    channel::Buf<int> ventD(tool, vent), movingD(tool, moving);
+    channel::Buf<double> aEb(tool, values(nw, 41)), mfeb(tool, values(nw, 42)), VolF(tool, positive(values(ne, 43)));
+    tool.CalcPP_BoundFluxMass(nw, 1, wl.cell, wl.slot, *judge, d.xc, d.yc, d.zc, gx, gy, gz, wl.sx, wl.sy, wl.sz, APR,
+                              p, u, v, w, aEb, mfeb, wg);
+    const rvz::LevelTable tw = rvz::MakeLevelTable(nw);
+    channel::Buf<double> bw(tool, tw.total);
+    double outflow = 0.0;
+    tool.CalcPP_FlowE_CorrectWallVel_TotalMass(nw, 1, 0.1, wl.cell, wl.slot, ventD, movingD, wl.sx, wl.sy, wl.sz, d.xc,
+                                               d.yc, d.zc, VolF, pp, APR, d.volume, u, v, w, mfeb, outflow, bw,
+                                               tw.nLevels, tw.count, tw.offset, tw.total, tw.size);
+    std::printf("\nflowe_pp mfe=%016" PRIx64 " aE=%016" PRIx64 " flux=%016" PRIx64 " Su=%016" PRIx64
+                " wall=%016" PRIx64 " u=%016" PRIx64 "\n",
+                fold(mfe.Download()), fold(aE.Download()), fold(flux.Download()), fold(Su.Download()),
+                fold(mfeb.Download()), fold(u.Download()));
+    print("flowe_pp_ventoutflow", nw, outflow);
+
+    const int n = 65537;
+    std::vector<bool> c(n), dd(n), e(n), a(n);
+    std::vector<int> slots(n);
+    for (int k = 0; k < n; ++k) c[k] = k % 3 == 0, dd[k] = k % 3 == 1, e[k] = k % 5 == 0, a[k] = k % 7 < 2, slots[k] = k;
+    const auto cD = flags(c), dD = flags(dd), eD = flags(e), aD = flags(a);
+    channel::Buf<int> slotsD(tool, slots);
+    channel::Buf<double> F(tool, values(n, 44)), s1(tool, values(n, 45)), s2(tool, values(n, 46));
+    const rvz::LevelTable t = rvz::MakeLevelTable(n);
+    channel::Buf<double> b1(tool, t.total), b2(tool, t.total), b3(tool, t.total);
+    double inlet = 0.0, fluid = 0.0, outlet = 0.0, speed = 0.0;
+    tool.CalcPP_FlowE_CorrectInletVel_TotalMass(n, *cD, *dD, *eD, *aD, F, inlet, fluid, outlet, b1, b2, b3, t.nLevels,
+                                                t.count, t.offset, t.total, t.size);
+    tool.CalcPP_FlowE_CorrectInletVel_VelNorm(n, slotsD, *dD, F, s1, s2, speed, b1, t.nLevels, t.count, t.offset,
+                                              t.total, t.size);
+    print("flowe_pp_inlet", n, inlet);
+    print("flowe_pp_fluid", n, fluid);
+    print("flowe_pp_outlet", n, outlet);
+    print("flowe_pp_velnorm", n, speed);
     rvzmesh::FreeDeviceMesh(tool, d);
 }
 #endif
@@ -342,6 +421,7 @@ int main()
     std::printf("\nchannel iterations=%d u=%016" PRIx64 " v=%016" PRIx64 " w=%016" PRIx64 " p=%016" PRIx64 "\n",
                 r.iterations, fold(r.u), fold(r.v), fold(r.w), fold(r.p));
     energy_dump(tool);
+    flowe_pp_dump(tool);
 #endif
     return 0;
 }
