@@ -1324,12 +1324,14 @@ public:
     int Calc_MeltFrontTemp_CheckOuterConvergence(int nCells, double* fiD, double* SvD, double* buffer, int grid,
                                                  int nLevels, const int* count, const int* offset, int total,
                                                  const int* size, double& result);
-    // Sampling: a cell whose volume fraction crosses FCRI in this step
-    // (VolF0D < FCRI <= VolFD) takes MeltFrontTemperatureD = dp_dxD (the
-    // caller passes the front-temperature field there); with iFlag = 1 a
-    // cell not yet sampled follows dp_dxD too; others keep their value.
-    // bMeltFrontTemperatureD |= crossed: a cell is sampled once; clearing
-    // the flags is the caller's. Reports
+    // Sampling: a cell not yet sampled (bMeltFrontTemperatureD false) whose
+    // volume fraction crosses FCRI in this step (VolF0D < FCRI <= VolFD)
+    // takes MeltFrontTemperatureD = dp_dxD (the caller passes the
+    // front-temperature field there); with iFlag = 1 every cell not yet
+    // sampled follows dp_dxD; others keep their value.
+    // bMeltFrontTemperatureD |= crossed: a cell is sampled once, and keeps
+    // its sample if its volume fraction later drops below FCRI and crosses
+    // it again; clearing the flags is the caller's. Reports
     // "Calc_Calc_ComputeMeltFrontTemperature failed".
     int Calc_ComputeMeltFrontTemperature(int nCells, double* VolFD, double* VolF0D, double* MeltFrontTemperatureD,
                                          bool* bMeltFrontTemperatureD, double* dp_dxD, double FCRI, int iFlag,

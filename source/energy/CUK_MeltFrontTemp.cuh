@@ -83,8 +83,10 @@ __global__ void Kernel_Calc_MeltFrontTemp_Collectl2C(int n, const double* in, do
     rvz::collect_level<rvz::MaxOp, 512>(n, in, out);
 }
 
-// A cell takes its sample when its volume fraction crosses FCRI in this
-// step; with iFlag = 1 an unsampled cell follows the field until then.
+// A cell takes its sample when its volume fraction first crosses FCRI;
+// with iFlag = 1 an unsampled cell follows the field until then. A sampled
+// cell keeps its sample, also when its volume fraction drops below FCRI and
+// crosses it again.
 __global__ void Kernel_Calc_ComputeMeltFrontTemperature(int n, const double* VolFD, const double* VolF0D,
                                                         double* MeltFrontTemperatureD, bool* bMeltFrontTemperatureD,
                                                         const double* dp_dxD, double FCRI, int iFlag)
@@ -93,6 +95,6 @@ __global__ void Kernel_Calc_ComputeMeltFrontTemperature(int n, const double* Vol
     if (c >= n) return;
     const bool filledNow = VolF0D[c] < FCRI && VolFD[c] >= FCRI;
     const bool sampled = bMeltFrontTemperatureD[c];
-    if (filledNow || (iFlag == 1 && !sampled)) MeltFrontTemperatureD[c] = dp_dxD[c];
+    if (!sampled && (filledNow || iFlag == 1)) MeltFrontTemperatureD[c] = dp_dxD[c];
     bMeltFrontTemperatureD[c] = sampled || filledNow;
 }
