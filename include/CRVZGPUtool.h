@@ -1034,8 +1034,12 @@ public:
     // and per-face heat-transfer coefficients (pdWallHTCD), inlets whose
     // temperature comes from the injection point, hot-runner walls and the
     // hot-runner temperature control. Array layouts, slot maps, row lists
-    // and the scratch AELLDtemp as in the energy section above. Indices,
-    // maps, row lists, lengths and flags are not validated.
+    // and the scratch AELLDtemp as in the energy section above. Cost: one
+    // launch per step over its elements, each named array element read or
+    // written about once (a row sum reads its NColumnPerRow scratch
+    // entries); the two-pass boundary operations also clear the whole
+    // scratch once. Nothing waits for the device except where stated.
+    // Indices, maps, row lists, lengths and flags are not validated.
 
     // ---- Extended energy: vent flags and face mass flux (one launch each) ----
 
@@ -1070,8 +1074,9 @@ public:
     // (beta = 0 leaves about 1e-30). aED = c_f min(m,0) - D, aWD = -c_f
     // max(m,0) - D (m = mfeD). tempD = lambda C goes to the owner's SourceD
     // and -lambda C to the neighbour's through AELLDtemp (added to). aED/aWD
-    // reach AELLD through Calc_MapaEaWToAi. One launch per step; the whole
-    // operation moves about 30 doubles per face. Messages: face kernel
+    // reach AELLD through Calc_MapaEaWToAi. One launch per step; face kernel
+    // and collect move about 260 bytes per face, the update one row of the
+    // scratch per cell (bench/bench_energy_flowe). Messages: face kernel
     // "CalcSC_FlowE_InnerFluxSC failed", collect
     // "CalcSC_FlowE_InnerFluxSC_SourceTerm failed", update of rows
     // 0 .. nRows-1 "CalcSC_FlowE_InnerFluxSC_UpdateSourceTerm failed".
@@ -1276,7 +1281,9 @@ public:
     // (first-order upwind, unit coefficient: no diffusion, no density or
     // heat capacity), with inflow at the inlets, zero gradient at walls and
     // implicit Euler in time, assembled into AELLD and SuD; then sampled per
-    // cell when the cell fills. Indices, maps and lengths are not validated.
+    // cell when the cell fills. Cost: one launch per step, each named array
+    // element touched about once; only the convergence measure waits for
+    // the device. Indices, maps and lengths are not validated.
 
     // aED = min(m, 0), aWD = -max(m, 0) per interior face (m = mfeD); placed
     // into AELLD by Calc_MapaEaWToAi. Reports "Calc_InnerFluxHeatGen failed".
