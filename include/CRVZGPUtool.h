@@ -1669,6 +1669,323 @@ public:
     int CalcSC_FinalCoeffRHS_Sfi(int nnu, int new_nnu, int NColumnPerRow, double relax, double* fiD, double* AELLD,
                                  double* AD, double* SfiD, double MeltT, int* HotRunnerCellD, int blocks);
     // @ENERGY-END
+    // @ENERGY-EXTENDED-BEGIN
+    // The temperature equation of the extended-flow solver: specific heat
+    // per cell (mCpD), face mass fluxes formed from the flow solver's fluxes,
+    // a bounded non-orthogonal correction, walls with vents (piIsOutletD > 0)
+    // and per-face heat-transfer coefficients (pdWallHTCD), inlets whose
+    // temperature comes from the injection point, hot-runner walls and the
+    // hot-runner temperature control. Array layouts, slot maps, row lists
+    // and the scratch AELLDtemp as in the energy section above. Cost: one
+    // launch per step over its elements, each named array element read or
+    // written about once (a row sum reads its NColumnPerRow scratch
+    // entries); the two-pass boundary operations also clear the whole
+    // scratch once. Nothing waits for the device except where stated.
+    // Indices, maps, row lists, lengths and flags are not validated.
+
+    // ---- Extended energy: vent flags and face mass flux (one launch each) ----
+
+    // Wall face i (slot ijWallD[i]): a flag equal to 2 is kept; otherwise
+    // piIsOutletD[i] = 1 while VolFD[slot] < FCRI, else 0. Reports
+    // "CalcSC_FlowE_Temperature_iIsOutlet1 failed".
+    int CalcSC_FlowE_Temperature_iIsOutlet1(int nFaces, int* ijWallD, int* piIsOutletD, double* VolFD, double FCRI,
+                                            int blocks);
+    // piIsOutletD[i] = 1 when VolFD[slot] < FCRI and either a second fluid
+    // is injected (iFAIMFluidIn > 0) while MFD[cell] <= 1e-30 (NaN counts as
+    // above), or the vent pressure term q >= -1e-30, q = AirPressureD[i] 1e7
+    // when EnableVentingAnalysis != 0 and 0 otherwise; else 0. Reports
+    // "CalcSC_FlowE_Temperature_iIsOutlet2 failed".
+    int CalcSC_FlowE_Temperature_iIsOutlet2(int nFaces, int* ijWallCVD, int* ijWallD, int* piIsOutletD,
+                                            double* VolFD, float* MFD, int iFAIMFluidIn, double* AirPressureD,
+                                            double FCRI, int EnableVentingAnalysis, int blocks);
+    // mfeD = rho_f MassFluxD per interior face: rho_f = (denD[P] + denD[E])/2
+    // when gIsWeightedFlowRate = 1, else VFeD denl + (1 - VFeD) deng. mCpD is
+    // accepted and not read. Reports "CalcSC_FlowE_InnerFluxSC_mfe failed".
+    int CalcSC_FlowE_InnerFluxSC_mfe(int nFaces, double* mCpD, int* ijPD, int* ijED, double* VFeD, double denl,
+                                     double deng, double* MassFluxD, double* denD, double* mfeD,
+                                     int gIsWeightedFlowRate, int blocks);
+
+    // ---- Extended energy: interior faces (face kernel, collect, update) ----
+    //
+    // Face f (P, E, S, d as in the energy section): k_f = 1/((1-le)/k_E +
+    // le/k_P), c_f = le cp_E + (1-le) cp_P; D = k_f |S|^2/(S.d + 1e-30);
+    // C = k_f g.S - D g.d with g = le grad T(E) + (1-le) grad T(P); the
+    // correction kept is lambda C with lambda = clamp((beta D (T_E - T_P) +
+    // 1e-30)/((1 - beta) C + 1e-30), 0, 1), beta = nonOrthLimitFactor: at
+    // most beta/(1-beta) times the implicit flux, none when it opposes it
+    // (beta = 0 leaves about 1e-30). aED = c_f min(m,0) - D, aWD = -c_f
+    // max(m,0) - D (m = mfeD). tempD = lambda C goes to the owner's SourceD
+    // and -lambda C to the neighbour's through AELLDtemp (added to). aED/aWD
+    // reach AELLD through Calc_MapaEaWToAi. One launch per step; face kernel
+    // and collect move about 260 bytes per face, the update one row of the
+    // scratch per cell (bench/bench_energy_flowe). Messages: face kernel
+    // "CalcSC_FlowE_InnerFluxSC failed", collect
+    // "CalcSC_FlowE_InnerFluxSC_SourceTerm failed", update of rows
+    // 0 .. nRows-1 "CalcSC_FlowE_InnerFluxSC_UpdateSourceTerm failed".
+    // Returns the update's status. Grids: cell first.
+    int CalcSC_FlowE_InnerFluxSC(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double* mCpD, int* ijPD,
+                                 int* ijED, double* leD, double* fiD, double* dp_dxD, double* dp_dyD, double* dp_dzD,
+                                 double* xcD, double* ycD, double* zcD, double* sxD, double* syD, double* szD,
+                                 double* mkD, double* mfeD, double* aED, double* aWD, double* SourceD, double* tempD,
+                                 double nonOrthLimitFactor, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                 int* MapFace2CellExD, int* MapFace2CellEyD, double* AELLDtemp, int cellBlocks,
+                                 int faceBlocks);
+    // As CalcSC_FlowE_InnerFluxSC with every weight 1 (leD is accepted and
+    // not read: the neighbour's gradient and specific heat, k_f = mkD[P]),
+    // the update summing the nRows rows listed in Map2CellPBD. Grids: face
+    // first. Messages "CalcSC_FlowE_InnerFluxSC_Opt failed", the collect's,
+    // "CalcSC_FlowE_InnerFluxSC_UpdateSourceTerm_Opt failed".
+    int CalcSC_FlowE_InnerFluxSC_Opt(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double* mCpD,
+                                     int* ijPD, int* ijED, double* leD, double* fiD, double* dp_dxD, double* dp_dyD,
+                                     double* dp_dzD, double* xcD, double* ycD, double* zcD, double* sxD,
+                                     double* syD, double* szD, double* mkD, double* mfeD, double* aED, double* aWD,
+                                     double* SourceD, double* tempD, double nonOrthLimitFactor,
+                                     int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                     int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks,
+                                     int* Map2CellPBD);
+    // As CalcSC_FlowE_InnerFluxSC_Opt on a face list judged by gpInletbInD:
+    // a face with flag 1 first copies the owner's gradient into its
+    // neighbour's entry of dp_d{x,y,z}D, then is evaluated; any other face
+    // keeps aED, aWD and the gradient and writes tempD = 0. The listed faces'
+    // neighbours must be distinct and no listed face's owner (not
+    // validated). Face message "CalcSC_FlowE_InnerFluxSC_Opt_judge failed".
+    int CalcSC_FlowE_InnerFluxSC_Opt_judge(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double* mCpD,
+                                           int* ijPD, int* ijED, double* leD, double* fiD, double* dp_dxD,
+                                           double* dp_dyD, double* dp_dzD, double* xcD, double* ycD, double* zcD,
+                                           double* sxD, double* syD, double* szD, double* mkD, double* mfeD,
+                                           double* aED, double* aWD, double* SourceD, double* tempD,
+                                           double nonOrthLimitFactor, int* gpInletbInD, int* MapFace2CellPxD,
+                                           int* MapFace2CellPyD, int* MapFace2CellExD, int* MapFace2CellEyD,
+                                           double* AELLDtemp, int faceBlocks, int cellBlocks, int* Map2CellPBD);
+    // Partition-interface faces: as CalcSC_FlowE_InnerFluxSC_Opt without aWD
+    // (face message "CalcSC_FlowE_InnerFluxSC_Par failed"). The neighbour-side
+    // scratch positions must lie in rows Map2CellPBD does not name.
+    int CalcSC_FlowE_InnerFluxSC_Par(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double* mCpD,
+                                     int* ijPD, int* ijED, double* leD, double* fiD, double* dp_dxD, double* dp_dyD,
+                                     double* dp_dzD, double* xcD, double* ycD, double* zcD, double* sxD,
+                                     double* syD, double* szD, double* mkD, double* mfeD, double* aED,
+                                     double* SourceD, double* tempD, double nonOrthLimitFactor,
+                                     int* MapFace2CellPxD, int* MapFace2CellPyD, int* MapFace2CellExD,
+                                     int* MapFace2CellEyD, double* AELLDtemp, int faceBlocks, int cellBlocks,
+                                     int* Map2CellPBD);
+
+    // ---- Extended energy: cell terms (one launch each) ----
+
+    // c = denD volumeD OneOver_dtdtNor mCpD, B = BlendTime: SuD += c((1+B)
+    // fi0D - (B/2) fi00D) and the diagonal AELLD[c] += c(1 + B/2). Reports
+    // "CalcSC_FlowE_UnsteadyTermContributionSC failed".
+    int CalcSC_FlowE_UnsteadyTermContributionSC(int nCells, double* mCpD, double OneOver_dtdtNor, double BlendTime,
+                                                double* denD, double* volumeD, double* fi0D, double* fi00D,
+                                                double* SuD, double* AELLD, int blocks);
+    // Cells with VolFD >= FCRI, when lVisHeat != 0: SuD += min(visD SRateD^2,
+    // VisTempLimiter OneOver_dtdtNor denD mCpD) volumeD (one step heats a cell
+    // by at most VisTempLimiter). mdH, MoldingType and dC_dtD are accepted
+    // and not read. Reports
+    // "Kernel_CalcSC_FlowE_ViscousDisspationVolumetricTerm failed".
+    int CalcSC_FlowE_ViscousDisspationVolumetricTerm(int nCells, double FCRI, double lVisHeat, double VisTempLimiter,
+                                                     double OneOver_dtdtNor, double mdH, int MoldingType,
+                                                     double* mCpD, double* VolFD, double* visD, double* SRateD,
+                                                     double* denD, double* volumeD, double* dC_dtD, double* SuD,
+                                                     int blocks);
+    // Row i < nnu: aP = (AELLD[i] - sum of columns 1 .. NColumnPerRow-1)
+    // OneOver_relaxIF; AELLD[i] = aP; SfiD[i] += (1 - relax) aP fiD[i]. No
+    // hot-runner penalty. Reports "CalcSC_FlowE_FinalCoeffRHS_fi failed".
+    int CalcSC_FlowE_FinalCoeffRHS_Sfi(int nnu, int new_nnu, int NColumnPerRow, double relax, double* fiD,
+                                       double* AELLD, double* SfiD, double OneOver_relaxIF, int blocks);
+
+    // ---- Extended energy: boundary faces with two accumulations ----
+    //
+    // Each runs its per-face kernel (temp1D = diagonal contribution, temp2D =
+    // right-hand-side contribution of each face), collects temp1D at the
+    // faces' owner slots and adds the row sums of the rows in Map2CellPD to
+    // the diagonal AELLD, clears AELLDtemp (new_nnu NColumnPerRow doubles),
+    // collects temp2D and adds the row sums to SuD. The first collect needs
+    // the scratch cleared by the caller. Returns the last update's status.
+    // k G = mkD[slot] Surf_DistWallD (conduction), h A = transfer
+    // conductance; a kind-3 wall (isThermoBC3 != 0) uses (hA kG)/(hA + kG).
+
+    // Walls, o = piIsOutletD[i]: a venting face (o > 0) copies the cell's
+    // gradient and temperature into its slot and contributes nothing; a face
+    // with o < 1 of a cell with HotRunnerCellD < 1 is held at C2FMoldTD
+    // (slot temperature) with h A = pdWallHTCD |S_w|; others contribute 0.
+    // Messages "CalcSC_FlowE_IsothermalWallBoundariesC failed",
+    // "CalcSC_FlowE_IsothermalWallBoundaries_Ai failed" (both collects),
+    // "..._Ai_Update_Opt failed", "..._Su_Update_Opt failed".
+    int CalcSC_FlowE_IsothermalWallBoundaries(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijWallCVD,
+                                              int* ijWallD, int* piIsOutletD, double* dp_dxD, double* dp_dyD,
+                                              double* dp_dzD, double* fiD, int* HotRunnerCellD, int isThermoBC3,
+                                              double* ijWallSxD, double* ijWallSyD, double* ijWallSzD,
+                                              double* pdWallHTCD, double* Surf_DistWallD, double* mkD,
+                                              double* C2FMoldTD, double* AELLD, double* SuD, double* temp1D,
+                                              double* temp2D, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                              int* Map2CellPD, double* AELLDtemp, int faceBlocks, int rowBlocks);
+    // Active inlet faces (gpInletbInD = 1): the slot takes the cell's
+    // gradient and the injected temperature (dTransientInletTemperature when
+    // IsTranInConv_RIM; else gdMeltT without a second fluid, iFAIMFluidIn =
+    // 0; else by the material type of the face's injection point g =
+    // ijInletGPD: 1 melt, gdMeltT, or the cell's temperature when the point
+    // is shut off; 2 and 3 pRVZFlowCTL_m_dFluidTD[g]; other types 0), and
+    // a Dirichlet condition of conductance -CBD. Other faces keep their slot
+    // and contribute 0. Messages "CalcSC_FlowE_InletBoundary_fi_first
+    // failed", "CalcSC_FlowE_InletBoundary_SourceTerm failed",
+    // "..._Ai_Update_Opt failed", "CalcSC_FlowE_InletBoundary_Ai failed",
+    // "..._Su_Update_Opt failed".
+    int CalcSC_FlowE_InletBoundary_First(int nFaces, int nRows, int new_nnu, int NColumnPerRow,
+                                         bool IsTranInConv_RIM, int iFAIMFluidIn, double dTransientInletTemperature,
+                                         double gdMeltT, int* ijInletCVD, int* ijInletD, int* gpInletbInD,
+                                         int* ijInletGPD, int* gpInletGPMtrTypeD, int* pRVZFlowCTL_m_iIsShutOffD,
+                                         double* pRVZFlowCTL_m_dFluidTD, double* CBD, double* dp_dxD,
+                                         double* dp_dyD, double* dp_dzD, double* fiD, double* AELLD, double* SuD,
+                                         double* temp1D, double* temp2D, int* MapFace2CellPxD, int* MapFace2CellPyD,
+                                         int* Map2CellPD, double* AELLDtemp, int faceBlocks, int rowBlocks);
+    // Inlet faces that are not injecting (gpInletbInD != 1) act as walls:
+    // an unfilled slot (VolFD[slot] < FCRI) takes the cell's gradient and
+    // temperature and contributes 0; a filled slot of a cell that is not a
+    // hot runner is held at gdMoldT through k G = mkD[slot] A/(d_n + 1e-20)
+    // and h A = dHeatTransferH_SI 1000 A (A = |S|, d_n the cell-centre to
+    // face-centre distance along the unit normal). Injecting faces change
+    // nothing. iFAIMFluidIn and MFD are accepted and not read. Messages
+    // "CalcSC_FlowE_InletBoundary_fi_second failed",
+    // "CalcSC_FlowE_InletBoundary_SourceTerm failed" (both collects),
+    // "..._Ai_Update_Opt failed", "..._Su_Update_Opt failed".
+    int CalcSC_FlowE_InletBoundary_Second(int nFaces, int nRows, int new_nnu, int NColumnPerRow, double FCRI,
+                                          double dHeatTransferH_SI, double gdMoldT, int iFAIMFluidIn,
+                                          int isThermoBC3, int* ijInletCVD, int* ijInletD, double* ijInletSxD,
+                                          double* ijInletSyD, double* ijInletSzD, double* ijInletxcD,
+                                          double* ijInletycD, double* ijInletzcD, double* xcD, double* ycD,
+                                          double* zcD, double* VolFD, float* MFD, int* HotRunnerCellD, double* mkD,
+                                          int* gpInletbInD, double* dp_dxD, double* dp_dyD, double* dp_dzD,
+                                          double* fiD, double* AELLD, double* SuD, double* temp1D, double* temp2D,
+                                          int* MapFace2CellPxD, int* MapFace2CellPyD, int* Map2CellPD,
+                                          double* AELLDtemp, int faceBlocks, int rowBlocks);
+    // Hot-runner surface: entry e < size names wall face w =
+    // SurfBC_ToWallIndxD[e + stride]; it is active when 1 <= w <= NWall and
+    // HotRunnerCellD[ijWallCVD[w]] > 0, and then holds its slot at the set
+    // temperature C2FMoldTD[w] (TD[slot] = C2FMoldTD[w]) through k G =
+    // mkD[slot] Surf_DistWallD[w] and h A = pdWallHTCD[w] |S_w| (wall arrays
+    // indexed by w). Inactive entries contribute 0; entries with w outside
+    // 1 .. NWall touch nothing. Both collects go through the slot maps at w.
+    // Messages "CalcSC_FlowE_HotRunnerTemperatureControl failed",
+    // "..._SourceTerm failed" (both collects), "..._Ai_Update_Opt failed",
+    // "..._Su_Update_Opt failed".
+    int CalcSC_FlowE_HotRunnerTemperatureControl(int size, int NWall, int nRows, int new_nnu, int NColumnPerRow,
+                                                 int isThermoBC3, int* ijWallCVD, int* ijWallD,
+                                                 int* SurfBC_ToWallIndxD, int* HotRunnerCellD, double* ijWallSxD,
+                                                 double* ijWallSyD, double* ijWallSzD, double* pdWallHTCD,
+                                                 double* mkD, double* Surf_DistWallD, double* C2FMoldTD,
+                                                 double* temp1D, double* temp2D, int stride, double* TD,
+                                                 double* AELLD, double* SuD, int* MapFace2CellPxD,
+                                                 int* MapFace2CellPyD, int* Map2CellPD, double* AELLDtemp,
+                                                 int faceBlocks, int rowBlocks);
+
+    // ---- Extended energy: wall surface temperatures, hot-runner walls ----
+
+    // After a solve (kind 3), walls with piIsOutletD < 1: TD[slot] = (beta
+    // TD[slot] + TD[cell])/(beta + 1), beta = (pdWallHTCD |S_w| /
+    // Surf_DistWallD)/mkD[slot]. Reports
+    // "Kernel_CalcSC_FlowE_UpdateThermoBC3WallTemp_Wall failed".
+    int CalcSC_FlowE_UpdateThermoBC3WallTemp_Wall(int nFaces, int* ijWallCVD, int* ijWallD, int* piIsOutletD,
+                                                  double* ijWallSxD, double* ijWallSyD, double* ijWallSzD,
+                                                  double* pdWallHTCD, double* Surf_DistWallD, double* mkD,
+                                                  double* TD, int blocks);
+    // The same on inlet faces with gpInletbInD = 0 whose slot is filled
+    // (VolFD[slot] >= FCRI, NaN counting as filled), beta = (h A/(A/(d_n +
+    // 1e-20)))/mkD[slot], h = dHeatTransferH_SI 1000. iFAIMFluidIn and MFD
+    // are accepted and not read. Reports
+    // "Kernel_CalcSC_FlowE_UpdateThermoBC3WallTemp_Inlet failed".
+    int CalcSC_FlowE_UpdateThermoBC3WallTemp_Inlet(int nFaces, double FCRI, int iFAIMFluidIn,
+                                                   double dHeatTransferH_SI, int* ijInletCVD, int* ijInletD,
+                                                   double* ijInletSxD, double* ijInletSyD, double* ijInletSzD,
+                                                   double* ijInletxcD, double* ijInletycD, double* ijInletzcD,
+                                                   double* xcD, double* ycD, double* zcD, int* gpInletbInD,
+                                                   double* mkD, float* MFD, double* VolFD, double* TD, int blocks);
+    // Filled wall slots of hot-runner cells (HotRunnerCellD >= 1) get TD = 0,
+    // the mark of a wall not yet initialised. Reports
+    // "Kernel_CalcSC_FlowE_InitHotRunnerWallTemp failed".
+    int CalcSC_FlowE_InitHotRunnerWallTemp(int nFaces, double FCRI, int* ijWallCVD, int* ijWallD, double* VolFD,
+                                           int* HotRunnerCellD, double* TD, int blocks);
+    // Marked (TD < 1e-30) filled wall slots of hot-runner cells take the
+    // cell's temperature and C2FMoldTD = gdMeltT. Reports
+    // "Kernel_CalcSC_FlowE_UpdateHotRunnerWallTemp failed".
+    int CalcSC_FlowE_UpdateHotRunnerWallTemp(int nFaces, double FCRI, double gdMeltT, int* ijWallCVD, int* ijWallD,
+                                             double* VolFD, int* HotRunnerCellD, double* TD, double* C2FMoldTD,
+                                             int blocks);
+    // Entries e < size of a surface-condition list (w as in the control
+    // above): an active entry's wall slot takes its cell's temperature.
+    // Reports "CalcSC_FlowE_UpdateHotRunnerWallTempThermalBC failed".
+    int CalcSC_FlowE_UpdateHotRunnerWallTempThermalBC(int size, int NWall, int* ijWallCVD, int* ijWallD,
+                                                      int* SurfBC_ToWallIndxD, int* HotRunnerCellD, int stride,
+                                                      double* TD, int blocks);
+    // ---- Melt-front temperature ----
+    //
+    // The temperature the advancing melt front carries: a scalar fiD
+    // (extended array) transported by the face mass fluxes alone
+    // (first-order upwind, unit coefficient: no diffusion, no density or
+    // heat capacity), with inflow at the inlets, zero gradient at walls and
+    // implicit Euler in time, assembled into AELLD and SuD; then sampled per
+    // cell when the cell fills. Cost: one launch per step, each named array
+    // element touched about once; only the convergence measure waits for
+    // the device. Indices, maps and lengths are not validated.
+
+    // aED = min(m, 0), aWD = -max(m, 0) per interior face (m = mfeD); placed
+    // into AELLD by Calc_MapaEaWToAi. Reports "Calc_InnerFluxHeatGen failed".
+    int Calc_InnerFluxHeatGen(int nFaces, double* mfeD, double* aED, double* aWD, int blocks);
+    // Partition-interface faces: aED only. Reports "Calc_InnerFluxHeatGen_Par
+    // failed".
+    int Calc_InnerFluxHeatGen_Par(int nFaces, double* mfeD, double* aED, int blocks);
+    // Inlet face i (slot ijInletD[i]): CBD[i] = c = min(MassFluxInletD[i], 0)
+    // (inflow only) and tempSuD[i] = -c fiD[slot], collected at the face's
+    // owner slot and added to SuD over the nRows rows of Map2CellPBD (the
+    // scratch must be cleared by the caller). Messages
+    // "Calc_MeltFrontTemp_InletBoundary failed",
+    // "Calc_MeltFrontTemp_InletBC_Su failed",
+    // "Calc_MeltFrontTemp_InletBC_Su_Update failed"; returns the update's.
+    int Calc_MeltFrontTemp_InletBoundary(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* ijInletD,
+                                         double* MassFluxInletD, double* CBD, double* tempSuD, double* SuD,
+                                         double* fiD, int* MapFace2CellPxD, int* MapFace2CellPyD, double* AELLDtemp,
+                                         int* Map2CellPBD, int faceBlocks, int rowBlocks);
+    // -CBD added to the diagonal AELLD over the rows of Map2CellPD: with the
+    // step above an inflow face adds |m| to the diagonal and |m| T_b to the
+    // source. Messages "Calc_MeltFrontTemp_InletAi failed",
+    // "Calc_MeltFrontTemp_InletAi_Update_Opt failed".
+    int Calc_MeltFrontTemp_InletAi(int nFaces, int nRows, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                                   int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD,
+                                   int* Map2CellPD, int faceBlocks, int rowBlocks);
+    // Zero gradient: fiD[ijWallD[i]] = fiD[ijWallCVD[i]]. Reports
+    // "Calc_MeltFrontTemp_WallBC failed".
+    int Calc_MeltFrontTemp_WallBC(int nFaces, int* ijWallCVD, int* ijWallD, double* fiD, int blocks);
+    // Cell i < nnu, c = volumeD/dt: SuD += c fi0D, diagonal AELLD += c. dt = 0
+    // is not guarded. Reports "Calc_MeltFrontTemp_UnsteadyTermContribution
+    // failed".
+    int Calc_MeltFrontTemp_UnsteadyTermContribution(int nnu, double* volumeD, double dt, double* AELLD, double* SuD,
+                                                    double* fi0D, int blocks);
+    // Row i < nnu: aP = (AELLD[i] - sum of columns 1 .. NColumnPerRow-1)/relax;
+    // AELLD[i] = aP; SfiD[i] += (1 - relax) aP fiD[i]. Reports
+    // "Calc_MeltFrontTemp_FinalCoeff failed".
+    int Calc_MeltFrontTemp_FinalCoeff(int nnu, int new_nnu, int NColumnPerRow, double relax, double* fiD,
+                                      double* AELLD, double* SfiD, int blocks);
+    // result = max over cells of |fiD - SvD| (SvD: the previous outer
+    // iteration's field), by the two-level maximum reduction of the field
+    // statistics with the level table of GetSizeOfBlock(nCells) and
+    // `buffer` (total doubles, cleared first); the result arrives by a
+    // blocking copy. Only the first kernel is checked ("Calc_Calc_MeltFrontTemp_CheckOuterConvergence
+    // failed") and its status returned.
+    int Calc_MeltFrontTemp_CheckOuterConvergence(int nCells, double* fiD, double* SvD, double* buffer, int grid,
+                                                 int nLevels, const int* count, const int* offset, int total,
+                                                 const int* size, double& result);
+    // Sampling: a cell not yet sampled (bMeltFrontTemperatureD false) whose
+    // volume fraction crosses FCRI in this step (VolF0D < FCRI <= VolFD)
+    // takes MeltFrontTemperatureD = dp_dxD (the caller passes the
+    // front-temperature field there); with iFlag = 1 every cell not yet
+    // sampled follows dp_dxD; others keep their value.
+    // bMeltFrontTemperatureD |= crossed: a cell is sampled once, and keeps
+    // its sample if its volume fraction later drops below FCRI and crosses
+    // it again; clearing the flags is the caller's. Reports
+    // "Calc_Calc_ComputeMeltFrontTemperature failed".
+    int Calc_ComputeMeltFrontTemperature(int nCells, double* VolFD, double* VolF0D, double* MeltFrontTemperatureD,
+                                         bool* bMeltFrontTemperatureD, double* dp_dxD, double FCRI, int iFlag,
+                                         int blocks);
+    // @ENERGY-EXTENDED-END
 
     // ---------------------------------------------------------------------
     // Material properties and field statistics

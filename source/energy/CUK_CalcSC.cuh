@@ -8,13 +8,14 @@
 
 #include "CUK_Accumulate.cuh"
 #include "CUK_CollectResidual.cuh"
-#include "CUK_FlowGeometry.cuh"
+#include "CUK_EnergyFace.cuh"
 
 namespace rvz {
 namespace sc {
 
+using energy::FaceConductivity;
+using energy::TransferConductance;
 using flow::Dot;
-using flow::Interp;
 using flow::Load3;
 using flow::Vec3;
 
@@ -46,13 +47,6 @@ struct FaceTerms {
     int dropped;    // 1 where the correction was dropped
 };
 
-// Harmonic face conductivity: the resistances of the two half-distances in
-// series, 1 / ((1 - le)/k_E + le/k_P).
-__device__ __forceinline__ double FaceConductivity(double le, double kP, double kE)
-{
-    return 1.0 / ((1.0 - le) / kE + le / kP);
-}
-
 // Is a correction C dropped against the implicit part R?
 __device__ __forceinline__ bool CorrectionDropped(double R, double C, bool unfilledCell)
 {
@@ -70,17 +64,15 @@ __device__ __forceinline__ FaceTerms InteriorFace(int f, const FaceInputs& in)
     const double le = in.leD != nullptr ? in.leD[f] : 1.0;
     const Vec3 S = Load3(in.sxD, in.syD, in.szD, f);
     const Vec3 d = flow::From(Load3(in.xcD, in.ycD, in.zcD, P), Load3(in.xcD, in.ycD, in.zcD, E));
-    const Vec3 g{Interp(le, in.dxD[E], in.dxD[P]), Interp(le, in.dyD[E], in.dyD[P]),
-                 Interp(le, in.dzD[E], in.dzD[P])};
+    const Vec3 g = energy::FaceGradient(le, P, E, in.dxD, in.dyD, in.dzD);
     const double kf = FaceConductivity(le, in.mkD[P], in.mkD[E]);
     const double D = kf * sqrt(Dot(S, S)) / (sqrt(Dot(d, d)) + 1.0e-30);
     const double R = D * (in.fiD[E] - in.fiD[P]);
-    const double C = kf * Dot(g, S) - D * Dot(g, d);
+    const double C = energy::CrossDiffusion(kf, g, S, D, d);
     const bool unfilled = in.VolFD[P] < in.FCRI || in.VolFD[E] < in.FCRI;
     const bool dropped = CorrectionDropped(R, C, unfilled);
-    const double m = in.mfeD[f];
-    return FaceTerms{flow::NegativePart(m) * in.mCp - D, -flow::PositivePart(m) * in.mCp - D, dropped ? 0.0 : C,
-                     dropped ? 1 : 0};
+    const energy::UpwindPair a = energy::UpwindCoefficients(in.mfeD[f], in.mCp, D);
+    return FaceTerms{a.aE, a.aW, dropped ? 0.0 : C, dropped ? 1 : 0};
 }
 
 // One block of interior faces: per-face outputs, and the block's count of
@@ -105,15 +97,6 @@ __device__ __forceinline__ void InteriorFaceBlock(int n, const FaceInputs& in, d
 // and a wetted hot-runner face.
 __device__ __forceinline__ bool ActiveWall(int match, int hotRunner) { return match == 0 && hotRunner != 1; }
 __device__ __forceinline__ bool HotRunnerWall(int match, int hotRunner) { return match == 0 && hotRunner == 1; }
-
-// Conductance of the heat-transfer coefficient over the face area, A h,
-// with A = |S|.
-__device__ __forceinline__ double TransferConductance(int k, const double* sxD, const double* syD, const double* szD,
-                                                      double h)
-{
-    const Vec3 S = Load3(sxD, syD, szD, k);
-    return sqrt(Dot(S, S)) * h;
-}
 
 }  // namespace sc
 }  // namespace rvz
@@ -234,7 +217,7 @@ __global__ void Kernel_Calc_WallBoundarySC_UpdateT_coef_ThermoBC3(
     if (rvz::sc::ActiveWall(FCRIMatchD[k], HotRunnerCellD[ijWallCVD[k]])) TD[b] = C2FMoldTD[k];
     const double transfer = rvz::sc::TransferConductance(k, ijWallSxD, ijWallSyD, ijWallSzD, dHeatTransferH_CGS);
     const double conduction = mkD[b] * Surf_DistWallD[k];
-    coefD[k] = transfer * conduction / (transfer + conduction);
+    coefD[k] = rvz::energy::SeriesConductance(transfer, conduction);
 }
 
 // After a solve: the wall surface temperature at which conduction from the
@@ -251,7 +234,7 @@ __global__ void Kernel_Calc_UpdateThermoBC3WallTemperature(int n, double dHeatTr
     const int b = ijWallD[k];
     const double transfer = rvz::sc::TransferConductance(k, ijWallSxD, ijWallSyD, ijWallSzD, dHeatTransferH_CGS);
     const double beta = transfer / Surf_DistWallD[k] / mkD[b];
-    TD[b] = (beta * TD[b] + TD[ijWallCVD[k]]) / (beta + 1.0);
+    TD[b] = rvz::energy::SurfaceTemperature(beta, TD[b], TD[ijWallCVD[k]]);
 }
 
 // A hot-runner wall takes its cell's temperature and sees the melt
@@ -303,9 +286,8 @@ __global__ void Kernel_Calc_ViscousDisspationVolumetricTerm(int n, double FCRI, 
     const int c = rvz::accum::ThreadIndex();
     if (c >= n) return;
     if (!(VolFD[c] >= FCRI) || lVisHeat == 0.0) return;
-    const double heating = visD[c] * (SRateD[c] * SRateD[c]);
     const double cap = rvz::sc::kMaxHeatingRate * denD[c] * mCp;
-    SuD[c] += (heating > cap ? cap : heating) * volumeD[c];
+    SuD[c] += rvz::energy::CappedHeating(visD[c], SRateD[c], cap) * volumeD[c];
 }
 
 __global__ void Kernel_Calc_ReactionHeat_Su(int n, double FCRI, double mdH, const double* VolFD,
