@@ -62,7 +62,7 @@ __global__ void Kernel_Calc_InnerFluxFiber(int n, const double* mfeD, double* aE
     if (f >= n) return;
     const double m = mfeD[f];
     aED[f] = rvz::flow::NegativePart(m);
-    aWD[f] = -rvz::flow::PositivePart(m);
+    aWD[f] = m > 0.0 ? -m : 0.0;
 }
 
 // Fully implicit time term: a0 = V/dt joins the diagonal, a0 tau0 each
