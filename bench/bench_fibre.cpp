@@ -122,12 +122,12 @@ struct Arrays {
     {
         const int g256 = (n + 255) / 256, g64 = (n + 63) / 64;
         return tool.Calc_Fiber_Find_x1_Vec(
-            n, n + 1, n, 0, record, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], x2[0], x2[1], x2[2], x2[3], x2[4],
-            x2[5], x1[0], x1[1], x1[2], x1[3], x1[4], x1[5], xtemp[0], xtemp[1], xtemp[2], xtemp[3], xtemp[4],
-            xtemp[5], xAvg[0], xAvg[1], xAvg[2], xAvg[3], xAvg[4], xAvg[5], F0[0], F0[1], F0[2], F0[3], F0[4], F0[5],
-            dx[0], dx[1], dx[2], dx[3], dx[4], dx[5], dt01, dt02, dtSUM, F0max, dtt, srate, volf, grad[0], grad[1],
-            grad[2], grad[3], grad[4], grad[5], grad[6], grad[7], grad[8], mapG, mapL, map2G, map2L, kAR, kCI, kFcri,
-            kClosure, inner, outer, g64, g256, table.nLevels, table.count, table.offset, table.total, table.size);
+            n, n + 1, n, 0, record, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], x2[0], x2[1], x2[2], x2[3], x2[4], x2[5],
+            x1[0], x1[1], x1[2], x1[3], x1[4], x1[5], xtemp[0], xtemp[1], xtemp[2], xtemp[3], xtemp[4], xtemp[5],
+            xAvg[0], xAvg[1], xAvg[2], xAvg[3], xAvg[4], xAvg[5], F0[0], F0[1], F0[2], F0[3], F0[4], F0[5], dx[0],
+            dx[1], dx[2], dx[3], dx[4], dx[5], dt01, dt02, dtSUM, F0max, dtt, srate, volf, grad[0], grad[1], grad[2],
+            grad[3], grad[4], grad[5], grad[6], grad[7], grad[8], mapG, mapL, map2G, map2L, kAR, kCI, kFcri, kClosure,
+            inner, outer, g64, g256, table.nLevels, table.count, table.offset, table.total, table.size);
     }
 };
 
@@ -140,8 +140,8 @@ int main(int argc, char** argv)
     if (tool.SetDeviceToUse(0) != 0) return 1;
     rvzbench::RateTable table("cells", 34);
     table.StreamingCopyRow(tool, 11);
-    std::printf("\n%-10s %-34s %9s %7s %12s %12s %12s\n", "cells", "case", "iterating", "steps", "passes",
-                "ns/cell", "ns/cell-step");
+    std::printf("\n%-10s %-34s %9s %7s %12s %12s %12s\n", "cells", "case", "iterating", "steps", "passes", "ns/cell",
+                "ns/cell-step");
 
     // A quiet flow (one sub-step of two passes) and a strong one (many).
     struct Case {

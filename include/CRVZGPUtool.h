@@ -1264,8 +1264,10 @@ public:
     // entry per block of grid256; grid64 and grid256 cover nActive entries
     // in blocks of 64 and 256 threads. None of this is validated.
     //
-    // Costs per pass four launches, the collecting launches and a blocking
-    // 4-byte copy, and two sorts of the list's remaining entries. Messages
+    // Costs per pass three launches over the remaining entries, the clearing
+    // and collecting launches of the count, a blocking 4-byte copy and two
+    // sorts of the remaining entries; per sub-step the acceptance over the
+    // whole grid, its collecting launches, copy and sorts. Messages
     // "Calc_Fiber_Find_x1_Vec_AltStart failed",
     // "Calc_Fiber_Find_x1_Vec_AltInnerLoop_xtemp_xAvg failed",
     // "Calc_Fiber_Find_x1_Vec_AltInnerLoop_F0dxmax failed",

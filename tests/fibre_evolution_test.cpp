@@ -437,6 +437,33 @@ TEST(FiberWorkLists, FinishedEntriesHoldTheSentinelAndRangesKeepTheirCells)
     EXPECT_EQ(e.mapG->Download()[3], -5);
 }
 
+// 700 cells over three blocks of 256 and eleven of 64, finishing after
+// different numbers of passes and sub-steps: the compacted lists must keep
+// every cell on its own state, as when it is integrated alone.
+TEST(FiberWorkLists, ManyCellsMatchEachCellIntegratedAlone)
+{
+    const int n = 700;
+    Evolution e(n, n);
+    for (int g = 0; g < n; ++g) {
+        const auto r = rvztest::RandomVector(9, 500 + g, -1.5, 1.5);
+        Grad L;
+        std::copy(r.begin(), r.end(), L.begin());
+        L[8] = -L[0] - L[4];
+        e.SetCell(g, kIsotropic, L, std::fabs(r[1]) + 0.1, g % 5 == 0 ? 0.2 : 1.0);
+    }
+    ASSERT_EQ(e.Run(n, 0, 0.8, 0.02, 3), 0);
+    Six& x1 = e.x1;
+    std::array<std::vector<double>, 6> all;
+    for (int c = 0; c < 6; ++c) all[c] = x1.c[c]->Download();
+    for (int g = 0; g < n; g += 13) {
+        Evolution one(1, 1);
+        one.SetCell(0, e.x0[g], e.grad[g], e.srate[g], e.volf[g]);
+        ASSERT_EQ(one.Run(1, 0, 0.8, 0.02, 3), 0);
+        const State alone = one.x1.At(0);
+        for (int c = 0; c < 6; ++c) EXPECT_EQ(all[c][g], alone[c]) << "cell " << g << " component " << c;
+    }
+}
+
 TEST(FiberWorkLists, NoActiveCellDoesNothing)
 {
     Evolution e(2, 2);
