@@ -2097,6 +2097,158 @@ public:
                   double& Umax);
     // @MATERIAL-END
 
+    // @FIBRE-BEGIN
+    // ---------------------------------------------------------------------
+    // Fibre orientation: transport of the six components of the orientation
+    // tensor (xx, yy, zz, xy, xz, yz) and their local evolution under the
+    // velocity gradient
+    // ---------------------------------------------------------------------
+    //
+    // Transport: the six component equations share one matrix AELLD and
+    // have six right-hand sides bxxD .. byzD, which every step accumulates
+    // into (the caller zeroes them once per time step). Grids are block
+    // counts of 256 threads. A failed launch is reported with its message;
+    // the remaining launches still run; the status of the last check is
+    // returned. Indices, sizes and the denominators dtFiber and udf are not
+    // validated. No two faces of one list may share a boundary slot.
+
+    // First-order upwind coefficients with their matrix sign, from the face
+    // mass flux m: aED = m when m <= 0 else 0, aWD = -m when m > 0 else 0.
+    // The caller places them into AELLD. Reports "Calc_InnerFluxFiber
+    // failed".
+    int Calc_InnerFluxFiber(int nFaces, double* mfeD, double* aED, double* aWD, int faceGrid);
+    // Fully implicit time term, rows 0 .. nnu-1: with a0 = V/dtFiber, each
+    // right-hand side gains a0 times the old component and the diagonal
+    // gains a0. Reports "Calc_Fiber_UnsteadyTermContribution failed".
+    int Calc_Fiber_UnsteadyTermContribution(int nnu, double* volumeD, double dtFiber, double* AELLD, double* bxxD,
+                                            double* byyD, double* bzzD, double* bxyD, double* bxzD, double* byzD,
+                                            double* Tauxx0D, double* Tauyy0D, double* Tauzz0D, double* Tauxy0D,
+                                            double* Tauxz0D, double* Tauyz0D, int cellGrid);
+    // Inlet faces: the boundary tensor at ijInletD becomes isotropic (1/3
+    // on the diagonal, 0 off it) whatever the flux; with the inflow a =
+    // min(MassFluxInletD, 0), CBD = a and the per-face sources tempb are
+    // -a/3 (diagonal) and 0 (off-diagonal). Each component's sources are
+    // then stored in the faces' slots of AELLDtemp (slot maps Px/Py) and
+    // the row sums of the rows Map2CellPD[0 .. nCells) added to its
+    // right-hand side, in the order xx .. yz; the slots are overwritten, not
+    // cleared. Messages "Calc_Fiber_InletBoundary failed", then for each
+    // component "Calc_Fiber_InletBC_bxx failed",
+    // "Calc_Fiber_InletBC_bxx_Update failed" (byy, bzz, bxy, bxz, byz
+    // likewise). Costs 13 launches.
+    int Calc_Fiber_InletBoundary(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* ijInletD,
+                                 double* MassFluxInletD, double* CBD, double* tempbxxD, double* tempbyyD,
+                                 double* tempbzzD, double* tempbxyD, double* tempbxzD, double* tempbyzD,
+                                 double* bxxD, double* byyD, double* bzzD, double* bxyD, double* bxzD, double* byzD,
+                                 double* TauxxD, double* TauyyD, double* TauzzD, double* TauxyD, double* TauxzD,
+                                 double* TauyzD, int* MapFace2CellPxD, int* MapFace2CellPyD, double* AELLDtemp,
+                                 int* Map2CellPD, int faceGrid, int cellGrid);
+    // The inlet cells' diagonals gain the inflow magnitude -CBD (rows
+    // Map2CellPD[0 .. nCells)). With Calc_Fiber_InletBoundary the inflow
+    // enters every component equation as |m| times the isotropic value.
+    // Messages "Calc_Fiber_InletAi failed", "Calc_Fiber_InletAi_Update_Opt
+    // failed".
+    int Calc_Fiber_InletAi(int nFaces, int nCells, int new_nnu, int NColumnPerRow, int* MapFace2CellPxD,
+                           int* MapFace2CellPyD, double* CBD, double* AELLDtemp, double* AELLD, int* Map2CellPD,
+                           int faceGrid, int cellGrid);
+    // Under-relaxed diagonal, rows 0 .. nnu-1: d = (AELLD[r] - sum of the
+    // off-diagonal entries) / udf replaces the diagonal, and each right-hand
+    // side gains (1 - udf) d times the current component. It relaxes
+    // whatever diagonal AELLD holds when called. Reports
+    // "Calc_Fiber_FinalCoeff failed".
+    int Calc_Fiber_FinalCoeff(int nnu, int new_nnu, int NColumnPerRow, double udf, double* TauxxD, double* TauyyD,
+                              double* TauzzD, double* TauxyD, double* TauxzD, double* TauyzD, double* AELLD,
+                              double* bxxD, double* byyD, double* bzzD, double* bxyD, double* bxzD, double* byzD,
+                              int cellGrid);
+    // Wall faces, with f = FCRIMatchD: each component at the boundary slot
+    // becomes f tau[slot] + (tau[cell] when f = 0, else 0): an unwetted
+    // wall (f = 1) keeps its own tensor, a wetted one takes its cell's.
+    // Reports "Calc_Fiber_WallBC failed".
+    int Calc_Fiber_WallBC(int nFaces, int* ijWallCVD, int* ijWallD, int* FCRIMatchD, double* TauxxD, double* TauyyD,
+                          double* TauzzD, double* TauxyD, double* TauxzD, double* TauyzD, int faceGrid);
+    // Symmetry faces: a boundary slot with VolFD[slot] >= FCRI takes its
+    // cell's six components; others keep theirs. Reports
+    // "Calc_Fiber_SymmBC failed".
+    int Calc_Fiber_SymmBC(int nFaces, int* ijSymmCVD, int* ijSymmD, double* VolFD, double FCRI, double* TauxxD,
+                          double* TauyyD, double* TauzzD, double* TauxyD, double* TauxzD, double* TauyzD,
+                          int faceGrid);
+    // Hand-over to the local evolution, cells 0 .. nCells-1: the diagonal
+    // components clamped to [0, 1] and divided by their sum + 1e-30, the
+    // off-diagonal ones clamped to [-0.5, 0.5] (a NaN passes), written to
+    // x00D .. x05D. Reports "Calc_Fiber_UpdateTau_Input failed".
+    int Calc_Fiber_UpdateTau_Input(int nCells, double* x00D, double* x01D, double* x02D, double* x03D, double* x04D,
+                                   double* x05D, double* TauxxD, double* TauyyD, double* TauzzD, double* TauxyD,
+                                   double* TauxzD, double* TauyzD, int cellGrid);
+    // Hand-back: the same clamping and normalisation of x10D .. x15D written
+    // to TauxxD .. TauyzD. Reports "Calc_Fiber_UpdateTau_Output failed".
+    int Calc_Fiber_UpdateTau_Output(int nCells, double* x10D, double* x11D, double* x12D, double* x13D,
+                                    double* x14D, double* x15D, double* TauxxD, double* TauyyD,
+                                    double* TauzzD, double* TauxyD, double* TauxzD, double* TauyzD, int cellGrid);
+
+    // Local evolution of the orientation over the time step dtt for the
+    // cells g = startPosition + k, k < nActive (local number l = k), by the
+    // Folgar-Tucker equation
+    //   da/dt = (W.a - a.W) + lambda (D.a + a.D - 2 C) + 2 CI gammaDot (I - 3a),
+    // L_ij = du_i/dx_j, D and W its symmetric and skew parts, lambda =
+    // (AR^2 - 1)/(AR^2 + 1), gammaDot = SRateD, and the closure C = a4:D of
+    // Fiber422Type (s = a:D): 1 linear, 2 quadratic a s, 3 hybrid
+    // (weight f = clamp(1 - 27 det a, 0, 1) on the quadratic), 4
+    // 0.2 (2 I s + 6 a.D.a - a s - 2 I q) with q = sum a_kl^2 D_kl, any
+    // other value none. Cells with VolFD < FCRI do not change.
+    //
+    // Each cell starts from x0 with a step of dtt. Sub-steps (at most 1000
+    // per call) iterate the implicit midpoint rule by fixed-point passes
+    // (at most 10): the rate at (x1 + x2)/2, with the state clamped, gives
+    // the increment dx; when its largest component exceeds 0.01 the step is
+    // shortened to 0.01 / |rate| (no shorter than 0.01 dtt, no longer than
+    // the time left); x2 = x1 + dx, clamped. A cell leaves the inner loop
+    // when x2 changed by at most 0.001 between passes. Then x2 is accepted
+    // into x1 (x10D .. x15D, the result, local), dtSUMD advances, dt02D
+    // holds the time left and the next step doubles up to it; a cell with
+    // at most 1e-10 left is done. x2 (x20D .. x25D) is indexed by the global
+    // number like x0, the other state arrays by the local one.
+    //
+    // Work lists: ThreadCellMapForGlobalD/ForLocalD (inner loop) and
+    // ThreadCellMap2ForGlobalD/ForLocalD (outer loop), int arrays of at
+    // least localLength entries; a finished entry holds the sentinel
+    // NInnerCells, which must exceed every global and local number; the
+    // lists are compacted by an ascending sort after each pass, and the
+    // later passes launch only the blocks their entries fill. The record
+    // F0dxxAvgD must hold the addresses of the F0, dx and xAvg arrays passed
+    // here. The two int scratch buffers hold `total` entries of the level
+    // table (nLevels, count, offset, total, size) whose first level has an
+    // entry per block of grid256; grid64 and grid256 cover nActive entries
+    // in blocks of 64 and 256 threads. None of this is validated.
+    //
+    // Costs per pass three launches over the remaining entries, the clearing
+    // and collecting launches of the count, a blocking 4-byte copy and two
+    // sorts of the remaining entries; per sub-step the acceptance over the
+    // whole grid, its collecting launches, copy and sorts. Messages
+    // "Calc_Fiber_Find_x1_Vec_AltStart failed",
+    // "Calc_Fiber_Find_x1_Vec_AltInnerLoop_xtemp_xAvg failed",
+    // "Calc_Fiber_Find_x1_Vec_AltInnerLoop_F0dxmax failed",
+    // "Calc_Fiber_Find_x1_Vec_AltInnerLoop_x2errXmax failed",
+    // "Calc_Fiber_Find_x1_Vec_AltOuterLoop failed"; the collecting launches,
+    // copies and sorts are not checked. Returns the status of the last
+    // acceptance (of the start when no cell was active).
+    int Calc_Fiber_Find_x1_Vec(int nActive, int NInnerCells, int localLength, int startPosition,
+                               stF0_dx_xAvg* F0dxxAvgD, double* x00D, double* x01D, double* x02D, double* x03D,
+                               double* x04D, double* x05D, double* x20D, double* x21D, double* x22D, double* x23D,
+                               double* x24D, double* x25D, double* x10D, double* x11D, double* x12D, double* x13D,
+                               double* x14D, double* x15D, double* xtemp0D, double* xtemp1D, double* xtemp2D,
+                               double* xtemp3D, double* xtemp4D, double* xtemp5D, double* xAvg0D, double* xAvg1D,
+                               double* xAvg2D, double* xAvg3D, double* xAvg4D, double* xAvg5D, double* F0xxD,
+                               double* F0yyD, double* F0zzD, double* F0xyD, double* F0xzD, double* F0yzD,
+                               double* dx0D, double* dx1D, double* dx2D, double* dx3D, double* dx4D, double* dx5D,
+                               double* dt01D, double* dt02D, double* dtSUMD, double* F0maxD, double dtt,
+                               double* SRateD, double* VolFD, double* du_dxD, double* du_dyD, double* du_dzD,
+                               double* dv_dxD, double* dv_dyD, double* dv_dzD, double* dw_dxD, double* dw_dyD,
+                               double* dw_dzD, int* ThreadCellMapForGlobalD, int* ThreadCellMapForLocalD,
+                               int* ThreadCellMap2ForGlobalD, int* ThreadCellMap2ForLocalD, double Fiber_AR,
+                               double Fiber_CI, double FCRI, int Fiber422Type, int* localwhile1NextLevel_D,
+                               int* localwhile2NextLevel_D, int grid64, int grid256, int nLevels, const int* count,
+                               const int* offset, int total, const int* size);
+    // @FIBRE-END
+
     // ---------------------------------------------------------------------
     // Volume fraction: donor Courant numbers, cell fill rate, fill-volume
     // bookkeeping and front update, the volume-fraction equation

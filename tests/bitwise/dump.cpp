@@ -373,6 +373,82 @@ void extended_volume_fraction_and_print(CRVZGPUtool& tool, int n)
     for (double* d : owned) tool.FreeDeviceMemory(d);
 }
 
+// Fibre orientation on n cells: the local evolution under random velocity
+// gradients (every closure), from the transported tensor handed over with
+// its clamping and normalisation, and handed back.
+void fibre_evolution_and_print(CRVZGPUtool& tool, int n)
+{
+    std::mt19937_64 gen(11u + n);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    std::vector<double*> owned;
+    auto up = [&](const std::vector<double>& v) {
+        double* d = nullptr;
+        tool.AllocateDeviceMemory(static_cast<int>(v.size()), d);
+        tool.DataCopyHost2Device(static_cast<int>(v.size()), const_cast<double*>(v.data()), d);
+        owned.push_back(d);
+        return d;
+    };
+    auto field = [&](double lo, double hi) {
+        std::vector<double> v(n);
+        for (auto& x : v) x = lo + (hi - lo) * unit(gen);
+        return up(v);
+    };
+    const std::vector<double> zero(n, 0.0);
+    double *tau[6], *x0[6], *x2[6], *x1[6], *xtemp[6], *xAvg[6], *F0[6], *dx[6], *grad[9];
+    for (int c = 0; c < 6; ++c) {
+        tau[c] = c < 3 ? field(-0.1, 1.1) : field(-0.6, 0.6);
+        for (double** a : {x0, x2, x1, xtemp, xAvg, F0, dx}) a[c] = up(zero);
+    }
+    for (double*& g : grad) g = field(-2.0, 2.0);
+    double *dt01 = up(zero), *dt02 = up(zero), *dtSUM = up(zero), *F0max = up(zero);
+    double *srate = field(0.0, 3.0), *volf = field(0.0, 1.0);
+    int* lists[4];
+    for (int*& l : lists) tool.AllocateDeviceMemory(n, l);
+    const rvz::LevelTable t = rvz::MakeLevelTable(n);
+    int *inner = nullptr, *outer = nullptr;
+    tool.AllocateDeviceMemory(t.total, inner);
+    tool.AllocateDeviceMemory(t.total, outer);
+    stF0_dx_xAvg host, *record = nullptr;
+    for (int c = 0; c < 6; ++c) {
+        host.F0[c] = F0[c];
+        host.dx[c] = dx[c];
+        host.xAvg[c] = xAvg[c];
+    }
+    tool.AllocateDeviceMemory(1, record);
+    tool.DataCopyHost2Device(1, &host, record);
+    const int g256 = (n + 255) / 256, g64 = (n + 63) / 64;
+    tool.Calc_Fiber_UpdateTau_Input(n, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], tau[0], tau[1], tau[2], tau[3],
+                                    tau[4], tau[5], g256);
+    for (int type = 1; type <= 4; ++type) {
+        tool.Calc_Fiber_Find_x1_Vec(n, n + 1, n, 0, record, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], x2[0], x2[1],
+                                    x2[2], x2[3], x2[4], x2[5], x1[0], x1[1], x1[2], x1[3], x1[4], x1[5], xtemp[0],
+                                    xtemp[1], xtemp[2], xtemp[3], xtemp[4], xtemp[5], xAvg[0], xAvg[1], xAvg[2],
+                                    xAvg[3], xAvg[4], xAvg[5], F0[0], F0[1], F0[2], F0[3], F0[4], F0[5], dx[0], dx[1],
+                                    dx[2], dx[3], dx[4], dx[5], dt01, dt02, dtSUM, F0max, 0.7, srate, volf, grad[0],
+                                    grad[1], grad[2], grad[3], grad[4], grad[5], grad[6], grad[7], grad[8], lists[0],
+                                    lists[1], lists[2], lists[3], 20.0, 0.01, 0.5, type, inner, outer, g64, g256,
+                                    t.nLevels, t.count, t.offset, t.total, t.size);
+        tool.Calc_Fiber_UpdateTau_Output(n, x1[0], x1[1], x1[2], x1[3], x1[4], x1[5], tau[0], tau[1], tau[2], tau[3],
+                                         tau[4], tau[5], g256);
+        std::vector<double> all, v(n);
+        for (double** a : {tau, x2, F0, dx})
+            for (int c = 0; c < 6; ++c) {
+                tool.DataCopyDevice2Host(n, v.data(), a[c]);
+                all.insert(all.end(), v.begin(), v.end());
+            }
+        for (double* a : {dt01, dt02, dtSUM, F0max}) {
+            tool.DataCopyDevice2Host(n, v.data(), a);
+            all.insert(all.end(), v.begin(), v.end());
+        }
+        std::printf("fibre_closure%d n=%d %016" PRIx64 "\n", type, n, fold(all));
+    }
+    for (int* l : lists) tool.FreeDeviceMemory(l);
+    tool.FreeDeviceMemory(inner);
+    tool.FreeDeviceMemory(outer);
+    tool.FreeDeviceMemory(record);
+    for (double* d : owned) tool.FreeDeviceMemory(d);
+}
+
 }  // namespace
 
 int main()
@@ -410,6 +486,7 @@ int main()
         for (int precond : {0, 1}) solve_and_print(tool, bicgstab, precond);
     for (int n : {300, 65537}) volume_fraction_and_print(tool, n);
     for (int n : {300, 65537}) extended_volume_fraction_and_print(tool, n);
+    for (int n : {300, 20001}) fibre_evolution_and_print(tool, n);
 #if RVZGPU_DUMP_CHANNEL
     // Whole outer iterations of the duct case: gradients, momentum and
     // pressure-correction assembly, both solvers and the corrections.
