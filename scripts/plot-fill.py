@@ -9,8 +9,7 @@ cell centre, an empty or negative arrival time for a cell the melt never
 reached) and writes three PNG files into DIR (default RUN_DIR):
 
   fill-fraction.png    filled fraction of the cavity against time
-  inlet-pressure.png   inlet pressure against time (MPa; the run writes
-                       dyn/cm^2, the library's CGS unit, 1 MPa = 1e7 dyn/cm^2)
+  inlet-pressure.png   inlet pressure against time (MPa, as the run writes it)
   arrival-midplane.png contours of the melt arrival time on the mid-plane
 
 The mid-plane is normal to the cavity's thinnest extent: the layer of cell
@@ -26,7 +25,6 @@ import sys
 
 HISTORY_COLUMNS = ["time", "filled_fraction", "inlet_pressure", "flow_rate", "outer_iterations"]
 ARRIVAL_COLUMNS = ["x", "y", "z", "arrival_time"]
-DYN_PER_CM2_IN_MPA = 1.0e7
 
 
 class InputError(Exception):
@@ -91,7 +89,7 @@ def mid_plane(points):
 def plot_history(plt, rows, out):
     time = [r[0] for r in rows]
     fraction = [100.0 * r[1] for r in rows]
-    pressure = [r[2] / DYN_PER_CM2_IN_MPA for r in rows]
+    pressure = [r[2] for r in rows]
     for name, values, label in (("fill-fraction.png", fraction, "filled (%)"),
                                 ("inlet-pressure.png", pressure, "inlet pressure (MPa)")):
         fig, ax = plt.subplots(figsize=(6, 4))

@@ -30,7 +30,7 @@ def write_run(folder, history_header="time,filled_fraction,inlet_pressure,flow_r
         f.write(history_header + "\n")
         for step in range(1, 21):
             t = 0.2 * step
-            f.write(f"{t},{min(1.0, speed * t / length)},{3.0e6 * t},{1.6},{4}\n")
+            f.write(f"{t},{min(1.0, speed * t / length)},{0.3 * t},{1.6},{4}\n")
     with open(os.path.join(folder, "arrival.csv"), "w") as f:
         f.write("x,y,z,arrival_time\n")
         for k in range(3):
