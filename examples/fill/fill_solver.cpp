@@ -43,6 +43,9 @@ constexpr double kDynPerMPa = 1.0e7;
 // to 1, after each volume-fraction solve.
 constexpr double kEmpty = 1.0e-4;
 constexpr double kFull = 0.9999;
+// Wall faces of cells whose volume fraction lies below kVentBelow vent the
+// air.
+constexpr double kVentBelow = kFCRI;
 // Air conductivity (erg/(s cm K)), for the mixed conductivity.
 constexpr double kAirConductivity = 2.6e3;
 // Inner solve tolerances (relative): the outer iterations rebuild the
@@ -54,6 +57,8 @@ constexpr double kPressureTolerance = 1e-3;
 constexpr double kVolumeFractionTolerance = 1e-10;
 // The time step grows by at most this factor from one step to the next.
 constexpr double kGrowth = 1.5;
+// Deferred-correction passes of the CICSAM face values per step.
+constexpr int kCicsamPasses = 4;
 
 }  // namespace
 
@@ -607,10 +612,14 @@ void Filling::State::CorrectVolume()
         filled = FilledVolume();
         const double deficit = target - filled;
         if (std::fabs(deficit) <= 1e-12 * cavity) break;
-        // Cells with some melt (above 0.2 - 0.2 = 0) that are not full.
-        const int partial = CountAbove(0.2) - (nc - CountBelow(1.0));
+        // The front cells (above FCRI - 0.2) that are not full; without
+        // any, every cell with some melt that is not full.
+        const int full = nc - CountBelow(1.0);
+        double band = FCRI;
+        int partial = CountAbove(band) - full;
+        if (partial <= 0) band = 0.2, partial = CountAbove(band) - full;
         if (partial <= 0) break;
-        Ok(t.Calc_FVolUpdate_UpdateVolF(nc, deficit / partial, 0.2, volf, d.volume, cb), "Calc_FVolUpdate_UpdateVolF");
+        Ok(t.Calc_FVolUpdate_UpdateVolF(nc, deficit / partial, band, volf, d.volume, cb), "Calc_FVolUpdate_UpdateVolF");
         Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, 0.0, 1.0, cb), "Calc_Vfconv_VolF_FillVol_Less");
     }
     filled = FilledVolume();
@@ -647,28 +656,26 @@ void Filling::State::VolumeFraction()
        "Calc_CellFR");
 
     AssembleVolumeFraction();
+    const std::vector<double> base = s.cicsam ? Su.Download() : std::vector<double>();
     Solve(A, Su, volf, kVolumeFractionTolerance, "BiCGSTAB_ELL (volume fraction)");
-    if (s.cicsam) {
-        // CICSAM face values of the time-averaged field against the
-        // upwind values the matrix holds, as a deferred correction:
-        // the donor gives F (phi_f - phi_upwind), the acceptor takes it.
+    // CICSAM face values of the time-averaged field against the upwind
+    // values the matrix holds, as a deferred correction (the donor gives
+    // F (phi_f - phi_upwind), the acceptor takes it), iterated with the
+    // same matrix.
+    const std::vector<double> F = s.cicsam ? flux.Download() : std::vector<double>();
+    const std::vector<double> old = s.cicsam ? volf0.Download(nc) : std::vector<double>();
+    for (int pass = 0; s.cicsam && pass < kCicsamPasses; ++pass) {
         Ok(t.Calc_Vfconv_UpdateCellFaceValue(nf, d.ijP, d.ijE, flux, beta, volf, volf0, vfe, fb),
            "Calc_Vfconv_UpdateCellFaceValue");
-        const std::vector<double> F = flux.Download(), face = vfe.Download(), now = volf.Download(nc),
-                                  old = volf0.Download(nc);
-        std::vector<double> correction(nc, 0.0);
+        const std::vector<double> face = vfe.Download(), now = volf.Download(nc);
+        std::vector<double> rhs = base;
         for (int f = 0; f < nf; ++f) {
-            const int P = m.ijP[f], E = m.ijE[f];
             const bool fromP = F[f] >= 0.0;
-            const int donor = fromP ? P : E, acceptor = fromP ? E : P;
-            const double upwind = 0.5 * (now[donor] + old[donor]);
-            const double c = std::fabs(F[f]) * (face[f] - upwind);
-            correction[donor] -= c;
-            correction[acceptor] += c;
+            const int donor = fromP ? m.ijP[f] : m.ijE[f], acceptor = fromP ? m.ijE[f] : m.ijP[f];
+            const double c = std::fabs(F[f]) * (face[f] - 0.5 * (now[donor] + old[donor]));
+            rhs[donor] -= c;
+            rhs[acceptor] += c;
         }
-        AssembleVolumeFraction();
-        std::vector<double> rhs = Su.Download();
-        for (int c = 0; c < nc; ++c) rhs[c] += correction[c];
         Su.Upload(rhs);
         Solve(A, Su, volf, kVolumeFractionTolerance, "BiCGSTAB_ELL (volume fraction)");
     }
@@ -678,10 +685,7 @@ void Filling::State::VolumeFraction()
 
     // Limiting and snapping, the volume correction, arrival times.
     injected += inflow * dt;
-    if (filled < 0.994 * cavity)
-        Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, kEmpty, kFull, cb), "Calc_Vfconv_VolF_FillVol_Less");
-    else
-        Ok(t.Calc_Vfconv_VolF_FillVol_More(nc, volf, kEmpty, FCRI, cb), "Calc_Vfconv_VolF_FillVol_More");
+    Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, kEmpty, kFull, cb), "Calc_Vfconv_VolF_FillVol_Less");
     CorrectVolume();
     time += dt;
     Ok(t.Calc_Vfconv_RecordIsoFilledSurface(nc, time, FCRI, arrival, volf, cb), "Calc_Vfconv_RecordIsoFilledSurface");
@@ -690,7 +694,12 @@ void Filling::State::VolumeFraction()
     // Boundary values and the vents of the next step.
     if (nw > 0) {
         Ok(t.Calc_Vfconv_VolF_WallBC(nw, W.cell, W.slot, volf, Blocks(nw)), "Calc_Vfconv_VolF_WallBC");
-        Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kFull, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
+        // Wall faces of unfilled cells vent the air; when none is left
+        // and no outlet either, those of cells not yet full do.
+        Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kVentBelow, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
+        const std::vector<int> open = ventWall.Download();
+        if (no == 0 && std::count(open.begin(), open.end(), 1) == 0)
+            Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kFull, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
     }
     if (no > 0) Ok(t.Calc_Vfconv_VolF_WallBC(no, O.cell, O.slot, volf, Blocks(no)), "Calc_Vfconv_VolF_WallBC");
     if (ns > 0) Ok(t.Calc_Vfconv_VolF_Symm(ns, S.cell, S.slot, volf, Blocks(ns)), "Calc_Vfconv_VolF_Symm");
@@ -713,9 +722,13 @@ Filling::Filling(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh:
     State& st = *s_;
     st.Start();
     // The flow of the empty cavity, without time term, gives the first
-    // time step.
+    // time step; it only sets that step's size, so it need not converge.
     st.dt = 1.0e30;
-    st.Flow();
+    try {
+        st.Flow();
+    } catch (const StepError& e) {
+        if (e.kind() != StepError::Kind::NotConverged) throw;
+    }
     const double co = st.MaxMeltCourant();
     st.dt = st.s.courant / std::max(co, 1e-300);
 }
