@@ -304,17 +304,16 @@ rvzmesh::Mesh BuildCaseMesh(const FillSettings& s)
 {
     rvzmesh::Mesh mesh;
     const bool file = s.geometry == "gmsh";
-    const std::initializer_list<const char*> key = file ? std::initializer_list<const char*>{"mesh"}
-                                                        : std::initializer_list<const char*>{"geometry"};
+    const char* key = file ? "mesh" : "geometry";
     try {
         mesh = rvzmesh::BuildMesh(file ? rvzmesh::ReadGmsh(MeshPath(s)) : Generate(s));
     } catch (const rvzmesh::MeshError& e) {
-        FailAt(s, key, e.what());
+        FailAt(s, {key}, e.what());
     }
     const std::string what = file ? "'" + s.mesh + "'" : "the " + s.geometry;
-    if (mesh.list(BoundaryKind::Inlet).size() == 0) FailAt(s, key, what + " has no face in an 'inlet' group");
+    if (mesh.list(BoundaryKind::Inlet).size() == 0) FailAt(s, {key}, what + " has no face in an 'inlet' group");
     if (!AirCanLeave(mesh))
-        FailAt(s, key, what + ": no wall or outlet face can be reached from the inlet, so the air has no way out");
+        FailAt(s, {key}, what + ": no wall or outlet face can be reached from the inlet, so the air has no way out");
     return mesh;
 }
 
