@@ -762,6 +762,7 @@ StepRecord Filling::Step()
         std::vector<double> mIn = st.fluxIn.Download();
         for (double& f : mIn) f *= st.s.density;
         st.mfeIn.Upload(mIn);
+        st.energy->SetTimeStep(r.dt, st.den, st.volf);
         st.energy->Solve(st.massFlux, st.mfeIn, st.vis, st.rate);
         Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.T), st.energy->TemperatureD()), "copy");
     }

@@ -178,6 +178,38 @@ TEST(FillHeleShaw, FrontLawAtConstantPressureConvergesUnderRefinement)
 }
 
 // ---------------------------------------------------------------------------
+// Temperature
+// ---------------------------------------------------------------------------
+
+// A Cross-WLF melt filling a strip in a cold mould: the temperature stays
+// between the mould's and the melt's (viscous heating is off), the melt
+// next to the walls ends colder than on the mid-plane, and the cooled melt
+// is more viscous than at the melt temperature, so the inlet pressure
+// exceeds the isothermal run's.
+TEST(FillTemperature, ColdMouldCoolsTheMeltAndRaisesThePressure)
+{
+    FillSettings s = Strip(10, 4, 2.0, 0.2);
+    s.viscosity_model = "cross-wlf";
+    s.viscous_heating = 0;
+    s.mould_temperature = 50.0;
+    s.flow_rate = 0.1;
+    const FillRun iso = FillToEnd(s);
+    s.thermal = "non-isothermal";
+    const FillRun hot = FillToEnd(s);
+    ASSERT_TRUE(iso.full && hot.full);
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    double wall = 0.0, middle = 0.0;
+    for (int c = 0; c < mesh.nCells; ++c) {
+        EXPECT_GE(hot.last.T[c], s.mould_temperature - 1e-9);
+        EXPECT_LE(hot.last.T[c], s.melt_temperature + 1e-9);
+        const bool nearWall = mesh.zc[c] < 0.25 * s.thickness || mesh.zc[c] > 0.75 * s.thickness;
+        (nearWall ? wall : middle) += hot.last.T[c];
+    }
+    EXPECT_LT(wall, middle);
+    EXPECT_GT(hot.steps.back().inletPressure, 1.05 * iso.steps.back().inletPressure);
+}
+
+// ---------------------------------------------------------------------------
 // Threads
 // ---------------------------------------------------------------------------
 
