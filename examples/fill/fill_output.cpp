@@ -52,7 +52,7 @@ void Output::Step(const Filling& filling, const StepRecord& r)
     try {
         if (r.time >= next_) {
             WriteFields(r.time);
-            while (next_ <= r.time) next_ += s_.output_interval > 0.0 ? s_.output_interval : r.time + 1.0;
+            while (s_.output_interval > 0.0 && next_ <= r.time) next_ += s_.output_interval;
         }
     } catch (const rvzmesh::MeshError& e) {
         error_ = e.what();

@@ -25,8 +25,8 @@ struct FillSettings {
     std::string geometry = "plate";
     std::string mesh;
     double length = 10.0, width = 5.0, thickness = 0.2;
-    int nx = 40, ny = 20, nz = 4;
-    double gate_width = 1.0;
+    int nx = 30, ny = 15, nz = 4;
+    double gate_width = 2.0;
 
     // Melt: Newtonian of `viscosity`, or Cross-WLF (the cross_* constants,
     // or a named grade with `material`). Density in g/cm^3.
@@ -79,7 +79,7 @@ struct FillSettings {
     // with a .pvd series, history.csv and arrival.csv, in output_dir
     // (default: the case name with "_fill"); "none": no files.
     std::string output_dir;
-    double output_interval = 0.0;
+    double output_interval = 0.05;
 
     // Where the settings came from (empty: the built-in case) and the line
     // of each key the file gave.
