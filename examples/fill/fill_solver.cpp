@@ -68,7 +68,6 @@ struct Filling::State {
 
     const rvzmesh::DeviceBoundaryList& L(BoundaryKind k) const { return d.boundary[static_cast<int>(k)]; }
     const rvzmesh::BoundaryList& H(BoundaryKind k) const { return m.list(k); }
-    int* MW() { return noSlip; }
 
     void Start();
     void BoundaryValues();
@@ -231,7 +230,7 @@ void Filling::State::BoundaryValues()
     const auto &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet), &S = L(BoundaryKind::Symmetry),
                &In = L(BoundaryKind::Inlet);
     if (nw > 0) {
-        Ok(t.Calc_WallBoundary_UpdateUVW(nw, W.cell, W.slot, MW(), u, v, w, Blocks(nw)), "Calc_WallBoundary_UpdateUVW");
+        Ok(t.Calc_WallBoundary_UpdateUVW(nw, W.cell, W.slot, noSlip, u, v, w, Blocks(nw)), "Calc_WallBoundary_UpdateUVW");
         Ok(t.Calc_UpdateBoundaryPP_Wall(nw, W.slot, W.cell, ventWall, p, Blocks(nw)), "Calc_UpdateBoundaryPP_Wall");
     }
     if (no > 0) {
@@ -357,10 +356,10 @@ void Filling::State::Momentum()
                                           In.mapPx, In.mapPy, scratch, In.rows, Blocks(ni), Blocks(In.nRows)),
        "Calc_InOutletBoundary_SourceTerm");
     if (nw > 0) {
-        Ok(t.Calc_WallBoundary_UpdateUVW_coef(nw, W.slot, MW(), W.surfDist, vis, coef, u, v, w, Blocks(nw)),
+        Ok(t.Calc_WallBoundary_UpdateUVW_coef(nw, W.slot, noSlip, W.surfDist, vis, coef, u, v, w, Blocks(nw)),
            "Calc_WallBoundary_UpdateUVW_coef");
         scratch.Zero();
-        Ok(t.Calc_WallBoundary_SourceTerm(nw, W.nRows, N, nCol, nullptr, W.slot, MW(), CBwall, coef, u, v, w, APv,
+        Ok(t.Calc_WallBoundary_SourceTerm(nw, W.nRows, N, nCol, nullptr, W.slot, noSlip, CBwall, coef, u, v, w, APv,
                                           APR, Su, Sv, Sw, W.mapPx, W.mapPy, tw, tx, ty, tz, scratch, W.rows, Blocks(nw),
                                           Blocks(W.nRows)),
            "Calc_WallBoundary_SourceTerm");
@@ -627,8 +626,7 @@ void Filling::State::CorrectVolume()
 
 void Filling::State::VolumeFraction()
 {
-    const auto &In = L(BoundaryKind::Inlet), &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet),
-               &S = L(BoundaryKind::Symmetry);
+    const auto &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet), &S = L(BoundaryKind::Symmetry);
     const int cb = Blocks(nc), fb = Blocks(nf);
     Ok(t.DataCopyDevice2Device(n, static_cast<double*>(volf0), static_cast<double*>(volf)), "copy");
     Gradient(volf0, dvf[0], dvf[1], dvf[2]);
@@ -703,7 +701,6 @@ void Filling::State::VolumeFraction()
     }
     if (no > 0) Ok(t.Calc_Vfconv_VolF_WallBC(no, O.cell, O.slot, volf, Blocks(no)), "Calc_Vfconv_VolF_WallBC");
     if (ns > 0) Ok(t.Calc_Vfconv_VolF_Symm(ns, S.cell, S.slot, volf, Blocks(ns)), "Calc_Vfconv_VolF_Symm");
-    (void)In;
 }
 
 // Area-weighted mean pressure of the inlet faces, MPa.
