@@ -207,6 +207,12 @@ TEST(FillTemperature, ColdMouldCoolsTheMeltAndRaisesThePressure)
     }
     EXPECT_LT(wall, middle);
     EXPECT_GT(hot.steps.back().inletPressure, 1.05 * iso.steps.back().inletPressure);
+    // The last cells, at the far end, filled with melt that had little time
+    // to cool: closer to the melt than to the mould (a steady temperature
+    // of the end's slow flow would lie near the mould's).
+    for (int c = 0; c < mesh.nCells; ++c)
+        if (mesh.xc[c] > s.length * (1.0 - 1.0 / s.nx))
+            EXPECT_GT(hot.last.T[c], 0.5 * (s.melt_temperature + s.mould_temperature)) << "cell " << c;
 }
 
 // ---------------------------------------------------------------------------
