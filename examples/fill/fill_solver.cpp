@@ -1,6 +1,7 @@
 #include "fill_solver.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
@@ -152,6 +153,12 @@ struct Filling::State {
 
     double time = 0.0, dt = 0.0, inflow = 0.0, injected = 0.0, cavity = 0.0, filled = 0.0, continuity = 0.0;
     double visMelt = 0.0, lastInletPressure = 0.0;
+    double propertiesSeconds = 0.0;  // of the current step
+    double Now()
+    {
+        t.GPUDeviceSynchronize();
+        return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
     int unfilled = 0, step = 0;
     std::vector<char> inletCell;
 };
@@ -499,7 +506,9 @@ int Filling::State::Flow()
         D* f[3] = {&u, &v, &w};
         for (int c = 0; c < 3; ++c) Gradient(*f[c], grad[c], grad[3 + c], grad[6 + c]);
         Gradient(p, dp[0], dp[1], dp[2]);
+        const double before = Now();
         Properties();
+        propertiesSeconds += Now() - before;
         InletCoefficients();
         Momentum();
         continuity = PressureCorrection();
@@ -748,11 +757,19 @@ StepRecord Filling::Step()
     StepRecord r;
     r.step = st.step;
     r.dt = st.dt;
+    st.propertiesSeconds = 0.0;
+    const double start = st.Now();
     r.outerIterations = st.Flow();
+    const double flowEnd = st.Now();
+    r.propertiesSeconds = st.propertiesSeconds;
+    r.flowSeconds = flowEnd - start - st.propertiesSeconds;
     r.continuity = st.continuity;
     r.flowRate = st.inflow;
     r.inletPressure = st.InletPressure();
+    const double volfStart = st.Now();
     st.VolumeFraction();
+    const double volfEnd = st.Now();
+    r.volumeFractionSeconds = volfEnd - volfStart;
     if (st.energy) {
         Ok(st.t.Calc_mfeD(st.nf, st.s.density, st.s.air_density, st.vfe, st.flux, st.massFlux, Blocks(st.nf)),
            "Calc_mfeD");
@@ -762,6 +779,7 @@ StepRecord Filling::Step()
         st.energy->SetTimeStep(r.dt, st.den, st.volf);
         st.energy->Solve(st.massFlux, st.mfeIn, st.vis, st.rate);
         Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.T), st.energy->TemperatureD()), "copy");
+        r.temperatureSeconds = st.Now() - volfEnd;
     }
     r.time = st.time;
     r.filledFraction = st.filled / st.cavity;

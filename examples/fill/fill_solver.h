@@ -48,6 +48,10 @@ struct StepRecord {
     int outerIterations = 0;
     double continuity = 0.0;       // last continuity residual
     double volumeError = 0.0;      // (melt volume - injected volume) / cavity volume, after the correction
+    // Wall-clock seconds of the step's stages (the device synchronised at
+    // each boundary): SIMPLEC iterations without the property updates, the
+    // property updates, the volume-fraction step, the temperature step.
+    double flowSeconds = 0.0, propertiesSeconds = 0.0, volumeFractionSeconds = 0.0, temperatureSeconds = 0.0;
 };
 
 // Cell fields of the current state (cells 0 .. nCells-1).
