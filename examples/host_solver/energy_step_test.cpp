@@ -59,6 +59,59 @@ struct Plates {
     }
 };
 
+// The time term: a slab at rest between two walls at 0, starting at 1,
+// cooled by five implicit Euler steps, against the same discretisation
+// solved by the tridiagonal (Thomas) algorithm: conductance k/dy between
+// cells, 2k/dy to each wall, capacity rho cp dy/dt (per unit area).
+TEST(EnergyStep, TimeTermMatchesImplicitEulerConductionInASlab)
+{
+    const int ny = 10;
+    const double H = 1.0, dy = H / ny, k = 0.5, rho = 2.0, cp = 3.0, dt = 0.05;
+    rvzmesh::BoxOptions o;
+    o.nx = 1, o.ny = ny, o.nz = 1;
+    o.lx = dy, o.ly = H, o.lz = dy;
+    o.sides = {BoundaryKind::Symmetry, BoundaryKind::Symmetry, BoundaryKind::Wall,
+               BoundaryKind::Wall,     BoundaryKind::Symmetry, BoundaryKind::Symmetry};
+    const rvzmesh::Mesh m = rvzmesh::BuildMesh(rvzmesh::MakeBox(o));
+    rvzmesh::DeviceMesh dev;
+    ASSERT_EQ(rvzmesh::UploadMesh(Tool(), m, dev), 0);
+    {
+        channel::Buf<double> mfeD(Tool(), std::vector<double>(m.nFaces, 0.0)), mInD(Tool(), 1);
+        channel::Buf<double> visD(Tool(), std::vector<double>(m.nCells, 1.0));
+        channel::Buf<double> rateD(Tool(), std::vector<double>(m.nCells, 0.0));
+        channel::Buf<double> denD(Tool(), std::vector<double>(m.nCells, rho));
+        channel::ThermalProperties props;
+        props.conductivity = k, props.density = rho, props.specific_heat = cp;
+        channel::ThermalBoundaries bc;
+        bc.melt_temperature = 1.0, bc.mould_temperature = 0.0, bc.viscous_heating = false;
+        channel::EnergyStep energy(Tool(), m, dev, props, bc);
+        energy.SetTimeStep(dt, denD, nullptr);
+        std::vector<double> T(ny, 1.0);
+        for (int step = 0; step < 5; ++step) {
+            energy.Solve(mfeD, mInD, visD, rateD);
+            // (c + sum of conductances) T_j - k/dy (T_j-1 + T_j+1) = c T_j_old, per unit area.
+            const double c = rho * cp * dy / dt, g = k / dy;
+            std::vector<double> a(ny, -g), b(ny, c + 2.0 * g), d(T.begin(), T.end());
+            for (double& x : d) x *= c;
+            b[0] = b[ny - 1] = c + g + 2.0 * g;
+            for (int j = 1; j < ny; ++j) {
+                const double f = a[j] / b[j - 1];
+                b[j] -= f * a[j - 1];
+                d[j] -= f * d[j - 1];
+            }
+            T[ny - 1] = d[ny - 1] / b[ny - 1];
+            for (int j = ny - 2; j >= 0; --j) T[j] = (d[j] - a[j] * T[j + 1]) / b[j];
+            const std::vector<double> got = energy.Temperature();
+            for (int c2 = 0; c2 < m.nCells; ++c2) {
+                const int j = static_cast<int>(m.yc[c2] / dy);
+                EXPECT_NEAR(got[c2], T[j], 1e-9) << "step " << step << ", cell row " << j;
+            }
+        }
+        EXPECT_LT(T[0], 0.7);  // five steps of 0.05 have cooled the wall cells
+    }
+    rvzmesh::FreeDeviceMesh(Tool(), dev);
+}
+
 TEST(EnergyStep, DevelopedNusseltNumberBetweenIsothermalPlates)
 {
     Plates p;

@@ -18,67 +18,12 @@
 #include <vector>
 #include <sstream>
 
+#include "case_file.h"
 #include "materials.h"
 
 namespace channel {
 
 namespace {
-
-std::string Trim(const std::string& s)
-{
-    const size_t a = s.find_first_not_of(" \t\r");
-    if (a == std::string::npos) return "";
-    const size_t b = s.find_last_not_of(" \t\r");
-    return s.substr(a, b - a + 1);
-}
-
-struct Line {
-    const std::string& file;
-    int number;
-    std::string key;
-    [[noreturn]] void Fail(const std::string& what) const
-    {
-        throw SettingsError(file + ":" + std::to_string(number) + ": key '" + key + "': " + what);
-    }
-};
-
-double ToDouble(const Line& at, const std::string& text)
-{
-    errno = 0;
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (end == text.c_str() || *end != '\0' || errno == ERANGE || !std::isfinite(value))
-        at.Fail("'" + text + "' is not a finite number");
-    return value;
-}
-
-int ToInt(const Line& at, const std::string& text)
-{
-    errno = 0;
-    char* end = nullptr;
-    const long value = std::strtol(text.c_str(), &end, 10);
-    if (end == text.c_str() || *end != '\0' || errno == ERANGE || value < -2147483647L || value > 2147483647L)
-        at.Fail("'" + text + "' is not an integer");
-    return static_cast<int>(value);
-}
-
-double Positive(const Line& at, double v)
-{
-    if (!(v > 0.0)) at.Fail("must be positive");
-    return v;
-}
-
-double Relaxation(const Line& at, double v)
-{
-    if (!(v > 0.0 && v <= 1.0)) at.Fail("must lie in (0, 1]");
-    return v;
-}
-
-int AtLeast(const Line& at, int v, int lowest)
-{
-    if (v < lowest) at.Fail("must be at least " + std::to_string(lowest));
-    return v;
-}
 
 using Setter = std::function<void(Settings&, const Line&, const std::string&)>;
 
@@ -199,51 +144,19 @@ void ApplyMaterial(Settings& s, const std::map<std::string, int>& lines, const s
 Settings ParseSettings(const std::string& text, const std::string& name)
 {
     Settings settings;
-    std::map<std::string, int> seen;  // key -> its line
-    std::istringstream in(text);
-    std::string raw;
-    int number = 0;
-    while (std::getline(in, raw)) {
-        ++number;
-        const std::string line = Trim(raw.substr(0, raw.find('#')));
-        if (line.empty()) continue;
-        const size_t eq = line.find('=');
-        // Without '=', the key is the first word ("nx 10").
-        const size_t keyEnd = eq != std::string::npos ? eq : line.find_first_of(" \t");
-        Line at{name, number, Trim(line.substr(0, keyEnd))};
-        if (at.key.empty())
-            throw SettingsError(name + ":" + std::to_string(number) + ": expected 'key = value', got '" + line + "'");
-        const auto setter = Setters().find(at.key);
-        if (setter == Setters().end()) at.Fail("unknown key");
-        if (eq == std::string::npos) {
-            const std::string rest = keyEnd == std::string::npos ? "" : Trim(line.substr(keyEnd));
-            at.Fail(rest.empty() ? "missing '=' and value"
-                                 : "missing '=' (write '" + at.key + " = " + rest + "')");
-        }
-        const std::string value = Trim(line.substr(eq + 1));
-        if (value.empty()) at.Fail("missing value");
-        if (!seen.emplace(at.key, number).second) at.Fail("given twice");
-        setter->second(settings, at, value);
-        settings.line[at.key] = number;
-    }
+    const std::map<std::string, int> seen = ParseKeyValues(
+        text, name, [](const std::string& key) { return Setters().count(key) != 0; },
+        [&settings](const Line& at, const std::string& value) {
+            Setters().at(at.key)(settings, at, value);
+            settings.line[at.key] = at.number;
+        });
     settings.source = name;
     CheckTemperatures(settings, seen, name);
     ApplyMaterial(settings, seen, name);
     return settings;
 }
 
-Settings ReadSettings(const std::string& path)
-{
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error))
-        throw SettingsError(path + ": is a directory, not an input file");
-    std::ifstream file(path);
-    if (!file) throw SettingsError(path + ": cannot open the input file: " + std::strerror(errno));
-    std::ostringstream text;
-    text << file.rdbuf();
-    if (file.bad()) throw SettingsError(path + ": reading the input file failed");
-    return ParseSettings(text.str(), path);
-}
+Settings ReadSettings(const std::string& path) { return ParseSettings(ReadCaseFile(path), path); }
 
 std::string CaseName(const Settings& settings)
 {
@@ -277,13 +190,6 @@ namespace {
 // and the mesh toolkit's arrays.
 constexpr double kBytesPerHexahedron = 2560.0;
 constexpr double kBytesPerTetrahedron = 1536.0;
-
-std::string Number(double v)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "%.4g", v);
-    return text;
-}
 
 void CheckMesh(const Settings& s)
 {

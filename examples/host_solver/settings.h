@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "case_file.h"
+
 namespace channel {
 
 struct Settings {
@@ -83,11 +85,6 @@ struct Settings {
     double cross_d2 = 373.0;
     double cross_a1 = 20.0;
     double cross_a2 = 51.6;
-};
-
-class SettingsError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 // Reads the file; throws SettingsError ("file:line: key 'k': problem"),

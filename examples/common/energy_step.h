@@ -52,6 +52,14 @@ public:
     // throws std::runtime_error naming it.
     double Solve(const double* mfeD, const double* mfeInletD, const double* visD, const double* SRateD);
 
+    // Transient runs: from the next Solve on, the implicit Euler time term
+    // rho cp V / dt (T - T_old) joins the equation, T_old the temperature
+    // before that Solve, rho the cell density denD (device, cells; read at
+    // each Solve); viscous heating then heats only the cells whose volume
+    // fraction volumeFractionD (device, cells) is at least 0.5. dt > 0 and
+    // the arrays are not validated.
+    void SetTimeStep(double dt, const double* denD, const double* volumeFractionD);
+
     // The temperature field (extended array, device) and its cell values.
     double* TemperatureD() const;
     std::vector<double> Temperature() const;
@@ -70,6 +78,9 @@ private:
     ThermalBoundaries bc_;
     Arrays* a_;
     int dropped_ = 0;
+    double dt_ = 0.0;
+    const double* timeDensity_ = nullptr;
+    const double* volumeFraction_ = nullptr;
 };
 
 }  // namespace channel

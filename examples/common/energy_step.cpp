@@ -22,7 +22,7 @@ struct EnergyStep::Arrays {
     using D = Buf<double>;
     using I = Buf<int>;
     Arrays(CRVZGPUtool& t, const rvzmesh::Mesh& m, const ThermalProperties& p, double T0)
-        : ne(m.nExtended), nc(m.nCells), nf(m.nFaces), ell(m.newNNU * m.nColumnPerRow),
+        : tool(t), ne(m.nExtended), nc(m.nCells), nf(m.nFaces), ell(m.newNNU * m.nColumnPerRow),
           ni(m.list(BoundaryKind::Inlet).size()), nw(m.list(BoundaryKind::Wall).size()),
           T(t, std::vector<double>(ne, T0)), gx(t, ne), gy(t, ne), gz(t, ne),
           mk(t, std::vector<double>(ne, p.conductivity)), den(t, std::vector<double>(nc, p.density)),
@@ -37,9 +37,10 @@ struct EnergyStep::Arrays {
     }
     ~Arrays() { delete counts; }
 
+    CRVZGPUtool& tool;
     const int ne, nc, nf, ell, ni, nw;
     D T, gx, gy, gz, mk, den, filled, aE, aW, temp, Su, A, scratchInner, scratchWall, scratchInlet, x, b, CB, coef,
-        mould;
+        mould, T0{tool, std::max(nc, 1)};
     I wet, hotRunner;
     int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};
     I* counts = nullptr;
@@ -69,6 +70,13 @@ std::vector<double> EnergyStep::WallHeatFlux() const
     for (int k = 0; k < wall.size(); ++k)
         q[k] = coef[k] * (T[wall.cell[k]] - bc_.mould_temperature) / wall.area[k];
     return q;
+}
+
+void EnergyStep::SetTimeStep(double dt, const double* denD, const double* volumeFractionD)
+{
+    dt_ = dt;
+    timeDensity_ = denD;
+    volumeFraction_ = volumeFractionD;
 }
 
 double EnergyStep::Solve(const double* mfeD, const double* mfeInletD, const double* visD, const double* SRateD)
@@ -139,8 +147,17 @@ double EnergyStep::Solve(const double* mfeD, const double* mfeInletD, const doub
                                              a.scratchInlet, in.rows, Blocks(a.ni), Blocks(in.nRows)),
            "Calc_InletBoundarySC_SourceTerm");
     }
+    if (dt_ > 0.0) {
+        double* den = const_cast<double*>(timeDensity_);
+        Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.T0), T), "DataCopyDevice2Device");
+        Ok(t.Calc_UnsteadyTermContributionSC(nc, cp, dt_, 1.0, 0.0, den, dev_.volume, a.T0, a.T0, a.Su, cb),
+           "Calc_UnsteadyTermContributionSC");
+        Ok(t.Calc_2ndImplicitEulerMethodAi_SC(nc, cp, dt_, 1.0, 0.0, den, dev_.volume, a.A, cb),
+           "Calc_2ndImplicitEulerMethodAi_SC");
+    }
+    double* heated = volumeFraction_ != nullptr ? const_cast<double*>(volumeFraction_) : static_cast<double*>(a.filled);
     if (bc_.viscous_heating)
-        Ok(t.Calc_ViscousDisspationVolumetricTerm(nc, 0.5, 1.0, cp, a.filled, const_cast<double*>(visD),
+        Ok(t.Calc_ViscousDisspationVolumetricTerm(nc, 0.5, 1.0, cp, heated, const_cast<double*>(visD),
                                                   const_cast<double*>(SRateD), a.den, dev_.volume, a.Su, cb),
            "Calc_ViscousDisspationVolumetricTerm");
     Ok(t.CalcSC_FinalCoeffRHS_Sfi(nc, N, nCol, 1.0, T, a.A, a.A, a.Su, bc_.melt_temperature, a.hotRunner, cb),

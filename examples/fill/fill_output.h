@@ -1,0 +1,46 @@
+// The files of a filling run, in the case's output folder:
+// - <case>_NNNN.vtu per output interval and at the end (VTK XML, binary
+//   appended), cell data volume_fraction, velocity (a vector), pressure
+//   (dyn/cm^2), temperature (Celsius), viscosity (poise), arrival_time (s,
+//   -1 where not yet filled), listed in the series <case>.pvd;
+// - history.csv: time,filled_fraction,inlet_pressure,flow_rate,outer_iterations
+//   one line per step (s, fraction of the cavity, MPa, cm^3/s, count);
+// - arrival.csv: x,y,z,arrival_time at the cell centres (cm, s; empty
+//   where a cell was never filled).
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "fill_settings.h"
+#include "fill_solver.h"
+#include "rvzgpu_mesh/Mesh.h"
+
+namespace fill {
+
+class Output {
+public:
+    // Nothing is written when the case's output folder is "none".
+    Output(const FillSettings& settings, const rvzmesh::Mesh& mesh);
+    ~Output();
+    // After each step: its history line, and the fields when an output
+    // time has come. A failure to write is kept (error()) and ends writing.
+    void Step(const Filling& filling, const StepRecord& record);
+    // The last state's fields (unless just written) and arrival.csv.
+    void Finish(const RunResult& result);
+    const std::string& error() const { return error_; }
+
+private:
+    void WriteFields(double time);
+    const FillSettings& s_;
+    const rvzmesh::Mesh& m_;
+    std::string dir_, name_, error_;
+    std::FILE* history_ = nullptr;
+    std::unique_ptr<rvzmesh::PvdSeries> series_;
+    Fields last_;
+    double lastTime_ = 0.0, next_ = 0.0, written_ = -1.0;
+    int count_ = 0;
+};
+
+}  // namespace fill

@@ -1,0 +1,320 @@
+#include "fill_settings.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <queue>
+#include <vector>
+
+#include "materials.h"
+
+namespace fill {
+
+namespace {
+
+using channel::AtLeast;
+using channel::Line;
+using channel::NotNegative;
+using channel::Positive;
+using channel::Relaxation;
+using channel::ToDouble;
+using channel::ToInt;
+using rvzmesh::BoundaryKind;
+
+using Setter = std::function<void(FillSettings&, const Line&, const std::string&)>;
+
+Setter Real(double FillSettings::*field, double (*check)(const Line&, double))
+{
+    return [field, check](FillSettings& s, const Line& l, const std::string& v) { s.*field = check(l, ToDouble(l, v)); };
+}
+double AnyReal(const Line&, double v) { return v; }
+
+Setter Count(int FillSettings::*field, int lowest)
+{
+    return [field, lowest](FillSettings& s, const Line& l, const std::string& v) {
+        s.*field = AtLeast(l, ToInt(l, v), lowest);
+    };
+}
+
+Setter Switch(int FillSettings::*field)
+{
+    return [field](FillSettings& s, const Line& l, const std::string& v) {
+        const int on = ToInt(l, v);
+        if (on != 0 && on != 1) l.Fail("must be 0 or 1");
+        s.*field = on;
+    };
+}
+
+Setter Choice(std::string FillSettings::*field, std::vector<std::string> allowed)
+{
+    return [field, allowed](FillSettings& s, const Line& l, const std::string& v) {
+        std::string list;
+        for (const std::string& a : allowed) {
+            if (a == v) {
+                s.*field = v;
+                return;
+            }
+            list += (list.empty() ? "" : ", ") + a;
+        }
+        l.Fail("must be one of " + list);
+    };
+}
+
+const std::map<std::string, Setter>& Setters()
+{
+    static const std::map<std::string, Setter> setters = {
+        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "gmsh"})},
+        {"mesh", [](FillSettings& s, const Line&, const std::string& v) { s.mesh = v, s.geometry = "gmsh"; }},
+        {"length", Real(&FillSettings::length, Positive)},
+        {"width", Real(&FillSettings::width, Positive)},
+        {"thickness", Real(&FillSettings::thickness, Positive)},
+        {"nx", Count(&FillSettings::nx, 1)},
+        {"ny", Count(&FillSettings::ny, 1)},
+        {"nz", Count(&FillSettings::nz, 1)},
+        {"gate_width", Real(&FillSettings::gate_width, NotNegative)},
+        {"viscosity_model", Choice(&FillSettings::viscosity_model, {"newtonian", "cross-wlf"})},
+        {"viscosity", Real(&FillSettings::viscosity, Positive)},
+        {"density", Real(&FillSettings::density, Positive)},
+        {"material",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             if (channel::FindMaterial(v) == nullptr)
+                 l.Fail("unknown material '" + v + "' (known: " + channel::MaterialNames() + ")");
+             s.material = v;
+         }},
+        {"cross_n",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const double n = ToDouble(l, v);
+             if (!(n >= 0.0 && n < 1.0)) l.Fail("must lie in [0, 1)");
+             s.cross_n = n;
+         }},
+        {"cross_tau", Real(&FillSettings::cross_tau, Positive)},
+        {"cross_d1", Real(&FillSettings::cross_d1, Positive)},
+        {"cross_d2", Real(&FillSettings::cross_d2, Positive)},
+        {"cross_a1", Real(&FillSettings::cross_a1, Positive)},
+        {"cross_a2", Real(&FillSettings::cross_a2, Positive)},
+        {"air_density", Real(&FillSettings::air_density, Positive)},
+        {"air_viscosity", Real(&FillSettings::air_viscosity, Positive)},
+        {"thermal", Choice(&FillSettings::thermal, {"isothermal", "non-isothermal"})},
+        {"melt_temperature", Real(&FillSettings::melt_temperature, AnyReal)},
+        {"mould_temperature", Real(&FillSettings::mould_temperature, AnyReal)},
+        {"conductivity", Real(&FillSettings::conductivity, Positive)},
+        {"specific_heat", Real(&FillSettings::specific_heat, Positive)},
+        {"heat_transfer", Real(&FillSettings::heat_transfer, NotNegative)},
+        {"viscous_heating", Switch(&FillSettings::viscous_heating)},
+        {"inlet", Choice(&FillSettings::inlet, {"flow_rate", "pressure"})},
+        {"flow_rate", Real(&FillSettings::flow_rate, Positive)},
+        {"inlet_pressure", Real(&FillSettings::inlet_pressure, Positive)},
+        {"pressure_limit", Real(&FillSettings::pressure_limit, Positive)},
+        {"stall_fraction", Real(&FillSettings::stall_fraction, Positive)},
+        {"max_time", Real(&FillSettings::max_time, Positive)},
+        {"courant",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const double c = ToDouble(l, v);
+             if (!(c > 0.0 && c <= 2.0)) l.Fail("must lie in (0, 2]");
+             s.courant = c;
+         }},
+        {"max_steps", Count(&FillSettings::max_steps, 1)},
+        {"tolerance", Real(&FillSettings::tolerance, Positive)},
+        {"max_outer_iterations", Count(&FillSettings::max_outer_iterations, 1)},
+        {"relax_velocity", Real(&FillSettings::relax_velocity, Relaxation)},
+        {"relax_pressure", Real(&FillSettings::relax_pressure, Relaxation)},
+        {"cicsam", Switch(&FillSettings::cicsam)},
+        {"output_dir", [](FillSettings& s, const Line&, const std::string& v) { s.output_dir = v; }},
+        {"output_interval", Real(&FillSettings::output_interval, NotNegative)},
+    };
+    return setters;
+}
+
+// A named material's Cross-WLF constants, each unless the file gives it.
+void ApplyMaterial(FillSettings& s, const std::map<std::string, int>& lines)
+{
+    if (s.material.empty()) return;
+    const channel::Material& m = *channel::FindMaterial(s.material);
+    const std::pair<const char*, std::pair<double*, double>> constants[] = {
+        {"cross_n", {&s.cross_n, m.n}},   {"cross_tau", {&s.cross_tau, m.tau}}, {"cross_d1", {&s.cross_d1, m.d1}},
+        {"cross_d2", {&s.cross_d2, m.d2}}, {"cross_a1", {&s.cross_a1, m.a1}},   {"cross_a2", {&s.cross_a2, m.a2}}};
+    for (const auto& [key, target] : constants)
+        if (lines.count(key) == 0) *target.first = target.second;
+    if (lines.count("viscosity_model") == 0) s.viscosity_model = "cross-wlf";
+}
+
+}  // namespace
+
+[[noreturn]] void FailAt(const FillSettings& s, std::initializer_list<const char*> keys, const std::string& what)
+{
+    for (const char* key : keys) {
+        const auto given = s.line.find(key);
+        if (given != s.line.end()) Line{s.source, given->second, key}.Fail(what);
+    }
+    const std::string where = s.source.empty() ? "built-in case" : s.source;
+    throw SettingsError(where + ": key '" + *keys.begin() + "' (default): " + what);
+}
+
+FillSettings ParseFillSettings(const std::string& text, const std::string& name)
+{
+    FillSettings s;
+    const std::map<std::string, int> seen = channel::ParseKeyValues(
+        text, name, [](const std::string& key) { return Setters().count(key) != 0; },
+        [&s](const Line& at, const std::string& value) {
+            Setters().at(at.key)(s, at, value);
+            s.line[at.key] = at.number;
+        });
+    s.source = name;
+    ApplyMaterial(s, seen);
+    if (s.geometry == "gmsh" && s.mesh.empty()) FailAt(s, {"geometry"}, "geometry gmsh needs the key 'mesh'");
+    if (!(s.mould_temperature <= s.melt_temperature))
+        FailAt(s, {"mould_temperature", "melt_temperature"}, "the mould temperature lies above the melt temperature");
+    return s;
+}
+
+FillSettings ReadFillSettings(const std::string& path)
+{
+    return ParseFillSettings(channel::ReadCaseFile(path), path);
+}
+
+std::string CaseName(const FillSettings& s)
+{
+    const std::string stem = std::filesystem::path(s.source).stem().string();
+    return stem.empty() ? "plate" : stem;
+}
+
+std::string OutputDir(const FillSettings& s)
+{
+    if (s.output_dir == "none") return "";
+    return s.output_dir.empty() ? CaseName(s) + "_fill" : s.output_dir;
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The mesh file as the case file names it: relative to the case file's
+// folder.
+std::string MeshPath(const FillSettings& s)
+{
+    if (s.mesh.empty() || fs::path(s.mesh).is_absolute() || s.source.empty()) return s.mesh;
+    return (fs::path(s.source).parent_path() / s.mesh).string();
+}
+
+bool Same(const fs::path& a, const fs::path& b)
+{
+    std::error_code error;
+    return fs::exists(a, error) && fs::exists(b, error) && fs::equivalent(a, b, error);
+}
+
+void CheckOutput(const FillSettings& s)
+{
+    const std::string dir = OutputDir(s);
+    if (dir.empty()) return;
+    // The files the run writes, against the inputs it reads.
+    const std::string name = CaseName(s);
+    std::vector<fs::path> inputs;
+    if (!s.source.empty()) inputs.push_back(s.source);
+    if (!s.mesh.empty()) inputs.push_back(MeshPath(s));
+    for (const fs::path& input : inputs) {
+        const char* what = input == fs::path(s.source) ? "the case file" : "the mesh file";
+        if (Same(dir, input)) FailAt(s, {"output_dir"}, "'" + dir + "' is " + what);
+        const std::string file = input.filename().string();
+        const bool written = file == "history.csv" || file == "arrival.csv" || file == name + ".pvd" ||
+                             (file.rfind(name + "_", 0) == 0 && input.extension() == ".vtu");
+        if (written && Same(input.parent_path().empty() ? "." : input.parent_path(), dir))
+            FailAt(s, {"output_dir"}, "the run would overwrite " + std::string(what) + " '" + input.string() + "'");
+    }
+    std::error_code error;
+    fs::create_directories(dir, error);
+    if (!fs::is_directory(dir, error)) FailAt(s, {"output_dir"}, "cannot create the folder '" + dir + "'");
+    const std::string probe = (fs::path(dir) / ".rvzgpu-fill-probe").string();
+    std::FILE* f = std::fopen(probe.c_str(), "w");
+    if (f == nullptr) FailAt(s, {"output_dir"}, "cannot write into '" + dir + "': " + std::strerror(errno));
+    std::fclose(f);
+    std::remove(probe.c_str());
+}
+
+}  // namespace
+
+void CheckSettings(const FillSettings& s)
+{
+    if (s.inlet == "pressure" && s.pressure_limit < s.inlet_pressure)
+        FailAt(s, {"pressure_limit", "inlet_pressure"},
+               "the pressure limit " + channel::Number(s.pressure_limit) + " MPa lies below the starting inlet pressure " +
+                   channel::Number(s.inlet_pressure) + " MPa");
+    if (s.geometry != "gmsh") {
+        const double cells = static_cast<double>(s.nx) * s.ny * s.nz;
+        if (cells > 2.0e8) FailAt(s, {"nx", "ny", "nz"}, channel::Number(cells) + " cells are more than this program runs");
+    }
+    CheckOutput(s);
+}
+
+namespace {
+
+rvzmesh::MeshInput Generate(const FillSettings& s)
+{
+    rvzmesh::BoxOptions box;
+    box.nx = s.nx, box.ny = s.ny, box.nz = s.nz;
+    box.lx = s.length, box.ly = s.width, box.lz = s.thickness;
+    const BoundaryKind W = BoundaryKind::Wall, S = BoundaryKind::Symmetry, I = BoundaryKind::Inlet;
+    if (s.geometry == "strip") {
+        box.sides = {I, W, S, S, W, W};
+        return rvzmesh::MakeBox(box);
+    }
+    box.sides = {I, W, W, W, W, W};
+    rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
+    if (s.gate_width > 0.0 && s.gate_width < s.width) {
+        // The edge gate: inlet faces of the x = 0 edge whose centre lies
+        // within gate_width/2 of the edge's middle; the rest is wall.
+        for (size_t f = 0; f < in.faceKind.size(); ++f) {
+            if (in.faceKind[f] != I) continue;
+            double y = 0.0;
+            const int n = in.faceStart[f + 1] - in.faceStart[f];
+            for (int k = in.faceStart[f]; k < in.faceStart[f + 1]; ++k) y += in.y[in.faceNodes[k]] / n;
+            if (std::fabs(y - 0.5 * s.width) > 0.5 * s.gate_width) in.faceKind[f] = W;
+        }
+    }
+    return in;
+}
+
+// Is a wall or outlet face reachable from the inlet cells through the
+// interior faces?
+bool AirCanLeave(const rvzmesh::Mesh& m)
+{
+    std::vector<std::vector<int>> next(m.nCells);
+    for (int f = 0; f < m.nFaces; ++f) next[m.ijP[f]].push_back(m.ijE[f]), next[m.ijE[f]].push_back(m.ijP[f]);
+    std::vector<char> vent(m.nCells, 0), seen(m.nCells, 0);
+    for (BoundaryKind k : {BoundaryKind::Wall, BoundaryKind::Outlet})
+        for (int c : m.list(k).cell) vent[c] = 1;
+    std::queue<int> todo;
+    for (int c : m.list(BoundaryKind::Inlet).cell)
+        if (!seen[c]) seen[c] = 1, todo.push(c);
+    while (!todo.empty()) {
+        const int c = todo.front();
+        todo.pop();
+        if (vent[c]) return true;
+        for (int e : next[c])
+            if (!seen[e]) seen[e] = 1, todo.push(e);
+    }
+    return false;
+}
+
+}  // namespace
+
+rvzmesh::Mesh BuildCaseMesh(const FillSettings& s)
+{
+    rvzmesh::Mesh mesh;
+    const bool file = s.geometry == "gmsh";
+    const char* key = file ? "mesh" : "geometry";
+    try {
+        mesh = rvzmesh::BuildMesh(file ? rvzmesh::ReadGmsh(MeshPath(s)) : Generate(s));
+    } catch (const rvzmesh::MeshError& e) {
+        FailAt(s, {key}, e.what());
+    }
+    const std::string what = file ? "'" + s.mesh + "'" : "the " + s.geometry;
+    if (mesh.list(BoundaryKind::Inlet).size() == 0) FailAt(s, {key}, what + " has no face in an 'inlet' group");
+    if (!AirCanLeave(mesh))
+        FailAt(s, {key}, what + ": no wall or outlet face can be reached from the inlet, so the air has no way out");
+    return mesh;
+}
+
+}  // namespace fill

@@ -1,0 +1,116 @@
+// Settings of rvzgpu-fill and their case file (the format of
+// examples/common/case_file.h: "key = value" lines, '#' comments). Units
+// are CGS (cm, g, s, poise, dyn/cm^2) with temperatures in degrees Celsius
+// and the pressures of the case file in MPa (1 MPa = 1e7 dyn/cm^2).
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "case_file.h"
+#include "rvzgpu_mesh/Mesh.h"
+
+namespace fill {
+
+using channel::SettingsError;
+
+struct FillSettings {
+    // Geometry: "plate" (a rectangular plate [0, length] x [0, width] x [0,
+    // thickness] fed through an edge gate of gate_width centred on the
+    // x = 0 edge; 0 or at least width: the whole edge), "strip" (the same
+    // box with the whole x = 0 end as the inlet, the y sides symmetry
+    // planes: a slit flow between z = 0 and z = thickness), or "gmsh"
+    // (the Gmsh MSH 4.1 file `mesh` with physical surfaces inlet, outlet,
+    // wall, symmetry). Giving `mesh` selects gmsh.
+    std::string geometry = "plate";
+    std::string mesh;
+    double length = 10.0, width = 5.0, thickness = 0.2;
+    int nx = 30, ny = 15, nz = 4;
+    double gate_width = 2.0;
+
+    // Melt: Newtonian of `viscosity`, or Cross-WLF (the cross_* constants,
+    // or a named grade with `material`). Density in g/cm^3.
+    std::string viscosity_model = "newtonian";
+    double viscosity = 1000.0;  // poise
+    double density = 1.0;
+    std::string material;
+    // Cross-WLF defaults: the constants of ps-styron-678e (materials.h).
+    double cross_n = 0.252, cross_tau = 3.08e5, cross_d1 = 4.76e11, cross_d2 = 373.15, cross_a1 = 25.7,
+           cross_a2 = 61.06;
+    // Air: density and the least viscosity the mixing allows.
+    double air_density = 1.2e-3;
+    double air_viscosity = 1.8e-4;
+
+    // Temperatures (Celsius) and the energy step of non-isothermal runs.
+    std::string thermal = "isothermal";
+    double melt_temperature = 230.0;
+    double mould_temperature = 50.0;
+    double conductivity = 1.5e4;    // erg/(s cm K)
+    double specific_heat = 1.8e7;   // erg/(g K)
+    double heat_transfer = 0.0;     // erg/(s cm^2 K); 0: the mould wall at its temperature
+    int viscous_heating = 1;
+
+    // Inlet: "flow_rate" (constant volume flow rate, cm^3/s) or "pressure"
+    // (constant inlet pressure, MPa). The run stops as a short shot when
+    // the inlet pressure passes pressure_limit (MPa) or, at constant
+    // pressure, when the flow rate falls below stall_fraction of its
+    // largest value or the time passes max_time.
+    std::string inlet = "flow_rate";
+    double flow_rate = 20.0;
+    double inlet_pressure = 10.0;
+    double pressure_limit = 100.0;
+    double stall_fraction = 1e-3;
+    double max_time = 1.0e30;
+
+    // Time step from the target Courant number of the melt cells; SIMPLEC
+    // outer iterations per step until the continuity residual (sum of
+    // |cell imbalance| over the inflow) is below tolerance.
+    double courant = 0.5;
+    int max_steps = 100000;
+    double tolerance = 1e-4;
+    int max_outer_iterations = 200;
+    double relax_velocity = 0.7;
+    double relax_pressure = 1.0;
+    // Interface sharpening: the CICSAM face values as a deferred
+    // correction of the upwind volume-fraction equation (1), or none (0).
+    int cicsam = 1;
+
+    // Output: a .vtu per output_interval seconds of filling (0: every step)
+    // with a .pvd series, history.csv and arrival.csv, in output_dir
+    // (default: the case name with "_fill"); "none": no files.
+    std::string output_dir;
+    double output_interval = 0.05;
+
+    // Where the settings came from (empty: the built-in case) and the line
+    // of each key the file gave.
+    std::string source;
+    std::map<std::string, int> line;
+};
+
+FillSettings ReadFillSettings(const std::string& path);
+FillSettings ParseFillSettings(const std::string& text, const std::string& name);
+
+// The case name: the file's name without folder and extension, "plate"
+// for the built-in case.
+std::string CaseName(const FillSettings& s);
+// The output folder, empty for none.
+std::string OutputDir(const FillSettings& s);
+
+// Refuses, naming the file, the line and the key (SettingsError), what can
+// be found before the first step: a pressure limit below the starting
+// inlet pressure, an output folder that cannot be written (checked by
+// creating a probe file in it), an output that would overwrite the mesh
+// file or the case file.
+void CheckSettings(const FillSettings& s);
+
+// The mesh of the case: generated, or read from the Gmsh file. Refuses a
+// mesh without inlet faces and one where no wall or outlet face can be
+// reached from the inlet through the cells (the air would have no way out);
+// errors of the mesh file come as SettingsError naming the key 'mesh'.
+rvzmesh::Mesh BuildCaseMesh(const FillSettings& s);
+
+// A failure at the line of the first of `keys` the file gave, or at the
+// built-in default.
+[[noreturn]] void FailAt(const FillSettings& s, std::initializer_list<const char*> keys, const std::string& what);
+
+}  // namespace fill
