@@ -129,6 +129,34 @@ TEST(FillPlate, VolumeFollowsTheFlowRateUntilFull)
     EXPECT_LE(r.highest, 1.0);
 }
 
+// A sector of a thin disk fed through its inner rim (the centre gate) at a
+// constant flow rate: the front is a circle whose radius grows as
+// r_f^2 = r_0^2 + 2 Q t / (theta h), so a cell at radius r fills at
+// theta h (r^2 - r_0^2) / (2 Q), within the time the front takes to cross
+// it and a step.
+TEST(FillDisk, RadialFrontFromTheCentreGate)
+{
+    FillSettings s;
+    s.geometry = "disk";
+    s.radius = 4.0, s.gate_radius = 0.5, s.sector_angle = 30.0, s.thickness = 0.2;
+    s.nx = 14, s.ny = 4, s.nz = 2;
+    s.flow_rate = 2.0;
+    s.output_dir = "none";
+    const FillRun r = FillToEnd(s);
+    ASSERT_TRUE(r.full);
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    const double theta = s.sector_angle * M_PI / 180.0, dr = (s.radius - s.gate_radius) / s.nx;
+    double dtMax = 0.0;
+    for (const auto& rec : r.steps) dtMax = std::max(dtMax, rec.dt);
+    for (int c = 0; c < mesh.nCells; ++c) {
+        const double rc = std::hypot(mesh.xc[c], mesh.yc[c]);
+        const double expected = theta * s.thickness * (rc * rc - s.gate_radius * s.gate_radius) / (2.0 * s.flow_rate);
+        const double crossing = theta * s.thickness * rc * dr / s.flow_rate;
+        EXPECT_NEAR(r.last.arrival[c], expected, crossing + dtMax) << "cell " << c << " at radius " << rc;
+    }
+    for (size_t k = 0; k < r.volumeError.size(); ++k) ASSERT_LT(r.volumeError[k], 1e-9) << "step " << k + 1;
+}
+
 // ---------------------------------------------------------------------------
 // Constant pressure: the Hele-Shaw slit
 // ---------------------------------------------------------------------------
