@@ -66,7 +66,7 @@ Setter Choice(std::string FillSettings::*field, std::vector<std::string> allowed
 const std::map<std::string, Setter>& Setters()
 {
     static const std::map<std::string, Setter> setters = {
-        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "gmsh"})},
+        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "disk", "gmsh"})},
         {"mesh", [](FillSettings& s, const Line&, const std::string& v) { s.mesh = v, s.geometry = "gmsh"; }},
         {"length", Real(&FillSettings::length, Positive)},
         {"width", Real(&FillSettings::width, Positive)},
@@ -75,6 +75,14 @@ const std::map<std::string, Setter>& Setters()
         {"ny", Count(&FillSettings::ny, 1)},
         {"nz", Count(&FillSettings::nz, 1)},
         {"gate_width", Real(&FillSettings::gate_width, NotNegative)},
+        {"radius", Real(&FillSettings::radius, Positive)},
+        {"gate_radius", Real(&FillSettings::gate_radius, Positive)},
+        {"sector_angle",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const double a = ToDouble(l, v);
+             if (!(a > 0.0 && a <= 90.0)) l.Fail("must lie in (0, 90]");
+             s.sector_angle = a;
+         }},
         {"viscosity_model", Choice(&FillSettings::viscosity_model, {"newtonian", "cross-wlf"})},
         {"viscosity", Real(&FillSettings::viscosity, Positive)},
         {"density", Real(&FillSettings::density, Positive)},
@@ -241,6 +249,8 @@ void CheckSettings(const FillSettings& s)
         FailAt(s, {"pressure_limit", "inlet_pressure"},
                "the pressure limit " + channel::Number(s.pressure_limit) + " MPa lies below the starting inlet pressure " +
                    channel::Number(s.inlet_pressure) + " MPa");
+    if (s.geometry == "disk" && !(s.gate_radius < s.radius))
+        FailAt(s, {"gate_radius", "radius"}, "the gate radius must lie below the radius");
     if (s.geometry != "gmsh") {
         const double cells = static_cast<double>(s.nx) * s.ny * s.nz;
         if (cells > 2.0e8) FailAt(s, {"nx", "ny", "nz"}, channel::Number(cells) + " cells are more than this program runs");
@@ -259,6 +269,19 @@ rvzmesh::MeshInput Generate(const FillSettings& s)
     if (s.geometry == "strip") {
         box.sides = {I, W, S, S, W, W};
         return rvzmesh::MakeBox(box);
+    }
+    if (s.geometry == "disk") {
+        // The box [gate_radius, radius] x [0, angle] x [0, thickness] in
+        // cylindrical coordinates (r, theta, z).
+        box.x0 = s.gate_radius, box.lx = s.radius - s.gate_radius;
+        box.ly = s.sector_angle * M_PI / 180.0;
+        box.sides = {I, W, S, S, W, W};
+        rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
+        for (size_t k = 0; k < in.x.size(); ++k) {
+            const double r = in.x[k], theta = in.y[k];
+            in.x[k] = r * std::cos(theta), in.y[k] = r * std::sin(theta);
+        }
+        return in;
     }
     box.sides = {I, W, W, W, W, W};
     rvzmesh::MeshInput in = rvzmesh::MakeBox(box);

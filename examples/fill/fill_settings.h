@@ -21,12 +21,16 @@ struct FillSettings {
     // box with the whole x = 0 end as the inlet, the y sides symmetry
     // planes: a slit flow between z = 0 and z = thickness), or "gmsh"
     // (the Gmsh MSH 4.1 file `mesh` with physical surfaces inlet, outlet,
-    // wall, symmetry). Giving `mesh` selects gmsh.
+    // wall, symmetry). Giving `mesh` selects gmsh. "disk": a sector of a
+    // thin disk, radius gate_radius .. radius, angle sector_angle degrees,
+    // of thickness, fed through its inner rim (the centre gate), the two
+    // cut faces symmetry planes; nx cells along the radius, ny around.
     std::string geometry = "plate";
     std::string mesh;
     double length = 10.0, width = 5.0, thickness = 0.2;
     int nx = 30, ny = 15, nz = 4;
     double gate_width = 2.0;
+    double radius = 5.0, gate_radius = 0.5, sector_angle = 30.0;
 
     // Melt: Newtonian of `viscosity`, or Cross-WLF (the cross_* constants,
     // or a named grade with `material`). Density in g/cm^3.

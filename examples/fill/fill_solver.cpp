@@ -145,14 +145,14 @@ struct Filling::State {
     LevelTable cellT = TableFor(t, nc), faceT = TableFor(t, nf), inT = TableFor(t, ni), outT = TableFor(t, no),
                wallT = TableFor(t, nw);
     const int bufSize = std::max({cellT.total, faceT.total, inT.total, outT.total, wallT.total});
-    D bufA{t, bufSize}, bufB{t, bufSize}, bufC{t, bufSize};
+    D bufA{t, bufSize}, bufB{t, bufSize};
     I ibuf{t, bufSize};
 
     std::unique_ptr<channel::EnergyStep> energy;
-    D massFlux{t, nf}, volumeCells{t, std::max(nc, 1)};
+    D massFlux{t, nf};
 
     double time = 0.0, dt = 0.0, inflow = 0.0, injected = 0.0, cavity = 0.0, filled = 0.0, continuity = 0.0;
-    double visMelt = 0.0, lastInletPressure = 0.0;
+    double visMelt = 0.0;
     double propertiesSeconds = 0.0;  // of the current step
     double Now()
     {
@@ -217,8 +217,6 @@ void Filling::State::Start()
         inflow = s.flow_rate;
     }
     fluxIn.Upload(fin);
-    std::vector<double> vols(m.volume.begin(), m.volume.begin() + nc);
-    volumeCells.Upload(vols);
     visMelt = s.viscosity;
     std::vector<double> visStart(n, s.viscosity), denStart(n, s.air_density);
     vis.Upload(visStart);
