@@ -1,5 +1,6 @@
 // rvzgpu-fill: transient filling of a mould cavity by a polymer melt on the
 // RVZGPU library.
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -85,8 +86,11 @@ int main(int argc, char** argv)
         default: return 4;
         }
     }
-    std::printf("summary: %s; fill time %.6g s; largest inlet pressure %.6g MPa; %zu steps\n", r.message.c_str(),
+    std::printf("summary: %s; fill time %.6g s; largest inlet pressure %.6g MPa; %zu steps", r.message.c_str(),
                 r.fillTime, r.maxInletPressure, r.history.size());
+    if (!std::isnan(r.lowestFrontTemperature))
+        std::printf("; lowest melt-front temperature %.6g C", r.lowestFrontTemperature);
+    std::printf("\n");
     if (!written) return 5;
     return r.ending == fill::Ending::StepLimit ? 6 : 0;
 }
