@@ -141,6 +141,83 @@ TEST(FillExtendedEnergy, HeatCapacityFollowsTheTableAtEachCellTemperature)
     EXPECT_TRUE(changed);
 }
 
+// The strip of CooledStrip(10, 2) from a Gmsh file whose walls are the
+// groups wall_top (z = h), wall_bottom (z = 0) and wall_end (x = L).
+FillSettings GroupStrip()
+{
+    FillSettings s = CooledStrip(10, 2);
+    s.geometry = "gmsh";
+    s.mesh = std::string(FILL_TESTDATA) + "/groupstrip.msh";
+    s.energy = "extended";
+    s.viscous_heating = 0;
+    return s;
+}
+
+// Per-group coefficients: the same coefficient given to every wall group
+// is the basic step's single heat_transfer; an adiabatic top against a
+// cooled bottom (the end adiabatic too) makes every column warmer at the
+// top.
+TEST(FillExtendedEnergy, HeatTransferPerWallGroup)
+{
+    FillSettings basic = GroupStrip();
+    basic.energy = "basic";
+    basic.heat_transfer = 3.0e6;
+    FillSettings groups = GroupStrip();
+    groups.energy_wall_heat_transfer = {{"wall_top", 3.0e6}, {"wall_bottom", 3.0e6}, {"wall_end", 3.0e6}};
+    const FillRun a = Steps(basic, 6), b = Steps(groups, 6);
+    ASSERT_EQ(a.T.size(), b.T.size());
+    for (size_t k = 0; k < a.T.size(); ++k)
+        EXPECT_LT(MaxDifference(a.T[k], b.T[k]), 1e-9 * basic.melt_temperature) << "step " << k + 1;
+
+    FillSettings oneSided = GroupStrip();
+    oneSided.energy_wall_heat_transfer = {{"wall_top", 0.0}, {"wall_bottom", 3.0e6}, {"wall_end", 0.0}};
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(oneSided);
+    const FillRun c = Steps(oneSided, 6);
+    const double cooled = oneSided.melt_temperature - 1.0;
+    int columns = 0;
+    for (int bottom = 0; bottom < mesh.nCells; ++bottom) {
+        if (mesh.zc[bottom] > 0.5 * oneSided.thickness) continue;
+        for (int top = 0; top < mesh.nCells; ++top)
+            if (std::fabs(mesh.xc[top] - mesh.xc[bottom]) < 1e-9 && mesh.zc[top] > 0.5 * oneSided.thickness &&
+                c.T.back()[bottom] < cooled) {
+                EXPECT_GT(c.T.back()[top], c.T.back()[bottom] + 1.0) << "x = " << mesh.xc[top];
+                ++columns;
+            }
+    }
+    EXPECT_GT(columns, 2);
+}
+
+// Hot runners: the bottom wall held at the melt temperature, the other
+// walls adiabatic, melt at that temperature: nothing cools, the solution
+// is the constant. Held above it, the bottom cells warm towards the set
+// temperature and never pass it.
+TEST(FillExtendedEnergy, HotRunnerWallsHoldTheirSetTemperature)
+{
+    FillSettings s = GroupStrip();
+    s.energy_wall_heat_transfer = {{"wall_top", 0.0}, {"wall_end", 0.0}};
+    s.energy_hot_runner = {{"wall_bottom", s.melt_temperature}};
+    const FillRun held = Steps(s, 6);
+    for (size_t k = 0; k < held.T.size(); ++k)
+        EXPECT_LT(MaxDifference(held.T[k], std::vector<double>(held.T[k].size(), s.melt_temperature)), 1e-6)
+            << "step " << k + 1;
+    // The same walls without the hot runner cool the melt.
+    FillSettings cold = s;
+    cold.energy_hot_runner.clear();
+    const FillRun cooled = Steps(cold, 6);
+    EXPECT_GT(MaxDifference(cooled.T.back(), held.T.back()), 10.0);
+
+    s.energy_hot_runner = {{"wall_bottom", 260.0}};
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    const FillRun hot = Steps(s, 6);
+    double hottest = 0.0;
+    for (int c = 0; c < mesh.nCells; ++c) {
+        EXPECT_GE(hot.T.back()[c], s.melt_temperature - 1e-6) << "cell " << c;
+        EXPECT_LE(hot.T.back()[c], 260.0 + 1e-6) << "cell " << c;
+        if (mesh.zc[c] < 0.5 * s.thickness) hottest = std::max(hottest, hot.T.back()[c]);
+    }
+    EXPECT_GT(hottest, s.melt_temperature + 5.0);
+}
+
 // ---------------------------------------------------------------------------
 // Melt-front temperature
 // ---------------------------------------------------------------------------
@@ -219,6 +296,14 @@ TEST(FillExtendedEnergySettings, RefusesBadTablesAndUnknownGroupsAtTheirLine)
               "case.inp:4: key 'energy_specific_heat_table': must be positive");
     EXPECT_EQ(Refusal(head + "\nenergy_wall_heat_transfer = wall 1e5, wall 2e5\n"),
               "case.inp:5: key 'energy_wall_heat_transfer': group 'wall' is given twice");
+    const std::string mesh = "mesh = " + std::string(FILL_TESTDATA) + "/groupstrip.msh\n";
+    EXPECT_EQ(Refusal(head + mesh + "energy_hot_runner = wall_end 240, wall_side 250\n"),
+              "case.inp:5: key 'energy_hot_runner': the mesh has no wall group 'wall_side' (wall groups: wall_top, "
+              "wall_bottom, wall_end)");
+    EXPECT_EQ(Refusal(head + mesh + "energy_wall_heat_transfer = inlet 1e5\n"),
+              "case.inp:5: key 'energy_wall_heat_transfer': the mesh has no wall group 'inlet' (wall groups: "
+              "wall_top, wall_bottom, wall_end)");
+    EXPECT_EQ(Refusal(head + "energy_wall_heat_transfer = wall 1e5\n"), "");
     EXPECT_EQ(Refusal("geometry = strip\nenergy = extended\n"),
               "case.inp:2: key 'energy': the extended energy step needs thermal = non-isothermal");
     EXPECT_EQ(Refusal("geometry = strip\nthermal = non-isothermal\nenergy_hot_runner = wall 250\n"),
