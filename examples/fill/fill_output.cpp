@@ -34,7 +34,8 @@ void Output::WriteFields(double time)
     content.name = name_;
     content.time = time;
     content.scalars = {{"volume_fraction", &last_.volf}, {"pressure", &last_.p},     {"temperature", &last_.T},
-                       {"viscosity", &last_.vis},        {"arrival_time", &last_.arrival}};
+                       {"viscosity", &last_.vis},        {"arrival_time", &last_.arrival},
+                       {"melt_front_temperature", &last_.frontTemperature}};
     content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
     rvzmesh::WriteVtu(path, m_, content);
     series_->Add(time, path);

@@ -1,5 +1,6 @@
 #include "fill_settings.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -60,6 +61,52 @@ Setter Choice(std::string FillSettings::*field, std::vector<std::string> allowed
             list += (list.empty() ? "" : ", ") + a;
         }
         l.Fail("must be one of " + list);
+    };
+}
+
+// Items of a list value: "a b, c d, ..." as pairs of words.
+std::vector<std::pair<std::string, std::string>> Pairs(const Line& l, const std::string& v)
+{
+    std::vector<std::pair<std::string, std::string>> items;
+    size_t start = 0;
+    while (start <= v.size()) {
+        const size_t end = std::min(v.find(',', start), v.size());
+        const std::string item = channel::Trim(v.substr(start, end - start));
+        const size_t gap = item.find_first_of(" \t");
+        if (item.empty() || gap == std::string::npos) l.Fail("'" + item + "' is not a pair of two values");
+        const std::string second = channel::Trim(item.substr(gap));
+        if (second.find_first_of(" \t") != std::string::npos) l.Fail("'" + item + "' is not a pair of two values");
+        items.emplace_back(item.substr(0, gap), second);
+        start = end + 1;
+    }
+    return items;
+}
+
+// "T cp, T cp, ...": at least two pairs, temperatures strictly increasing,
+// heat capacities positive.
+void HeatCapacityTable(FillSettings& s, const Line& l, const std::string& v)
+{
+    s.energy_specific_heat_table.clear();
+    for (const auto& [T, cp] : Pairs(l, v)) {
+        const double t = ToDouble(l, T), c = Positive(l, ToDouble(l, cp));
+        if (!s.energy_specific_heat_table.empty() && !(t > s.energy_specific_heat_table.back().first))
+            l.Fail("the temperatures must increase: " + channel::Number(t) + " follows " +
+                   channel::Number(s.energy_specific_heat_table.back().first));
+        s.energy_specific_heat_table.emplace_back(t, c);
+    }
+    if (s.energy_specific_heat_table.size() < 2) l.Fail("a table needs at least two (temperature, heat capacity) pairs");
+}
+
+// "group value, group value, ...", each group once.
+Setter GroupValues(std::vector<std::pair<std::string, double>> FillSettings::*field, double (*check)(const Line&, double))
+{
+    return [field, check](FillSettings& s, const Line& l, const std::string& v) {
+        (s.*field).clear();
+        for (const auto& [group, value] : Pairs(l, v)) {
+            for (const auto& given : s.*field)
+                if (given.first == group) l.Fail("group '" + group + "' is given twice");
+            (s.*field).emplace_back(group, check(l, ToDouble(l, value)));
+        }
     };
 }
 
@@ -132,6 +179,10 @@ const std::map<std::string, Setter>& Setters()
         {"cicsam", Switch(&FillSettings::cicsam)},
         {"output_dir", [](FillSettings& s, const Line&, const std::string& v) { s.output_dir = v; }},
         {"output_interval", Real(&FillSettings::output_interval, NotNegative)},
+        {"energy", Choice(&FillSettings::energy, {"basic", "extended"})},
+        {"energy_specific_heat_table", HeatCapacityTable},
+        {"energy_wall_heat_transfer", GroupValues(&FillSettings::energy_wall_heat_transfer, NotNegative)},
+        {"energy_hot_runner", GroupValues(&FillSettings::energy_hot_runner, AnyReal)},
     };
     return setters;
 }
@@ -175,6 +226,10 @@ FillSettings ParseFillSettings(const std::string& text, const std::string& name)
     if (s.geometry == "gmsh" && s.mesh.empty()) FailAt(s, {"geometry"}, "geometry gmsh needs the key 'mesh'");
     if (!(s.mould_temperature <= s.melt_temperature))
         FailAt(s, {"mould_temperature", "melt_temperature"}, "the mould temperature lies above the melt temperature");
+    if (s.energy == "extended" && s.thermal != "non-isothermal")
+        FailAt(s, {"energy"}, "the extended energy step needs thermal = non-isothermal");
+    for (const char* key : {"energy_specific_heat_table", "energy_wall_heat_transfer", "energy_hot_runner"})
+        if (s.line.count(key) != 0 && s.energy != "extended") FailAt(s, {key}, "is read only with energy = extended");
     return s;
 }
 
@@ -337,7 +392,28 @@ rvzmesh::Mesh BuildCaseMesh(const FillSettings& s)
     if (mesh.list(BoundaryKind::Inlet).size() == 0) FailAt(s, {key}, what + " has no face in an 'inlet' group");
     if (!AirCanLeave(mesh))
         FailAt(s, {key}, what + ": no wall or outlet face can be reached from the inlet, so the air has no way out");
+    CheckExtendedEnergyGroups(s, mesh);
     return mesh;
+}
+
+void CheckExtendedEnergyGroups(const FillSettings& s, const rvzmesh::Mesh& mesh)
+{
+    const rvzmesh::BoundaryList& wall = mesh.list(BoundaryKind::Wall);
+    std::vector<char> isWall(mesh.groupNames.size(), 0);
+    for (int g : wall.group)
+        if (g >= 0 && g < static_cast<int>(isWall.size())) isWall[g] = 1;
+    std::string walls;
+    for (size_t g = 0; g < isWall.size(); ++g)
+        if (isWall[g]) walls += (walls.empty() ? "" : ", ") + mesh.groupNames[g];
+    const std::pair<const char*, const std::vector<std::pair<std::string, double>>*> keys[] = {
+        {"energy_wall_heat_transfer", &s.energy_wall_heat_transfer}, {"energy_hot_runner", &s.energy_hot_runner}};
+    for (const auto& [key, groups] : keys)
+        for (const auto& [name, value] : *groups) {
+            const int g = mesh.GroupIndex(name);
+            if (g < 0 || !isWall[g])
+                FailAt(s, {key}, "the mesh has no wall group '" + name + "' (wall groups: " +
+                                     (walls.empty() ? "none" : walls) + ")");
+        }
 }
 
 }  // namespace fill

@@ -6,6 +6,8 @@
 
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "case_file.h"
 #include "rvzgpu_mesh/Mesh.h"
@@ -53,6 +55,18 @@ struct FillSettings {
     double specific_heat = 1.8e7;   // erg/(g K)
     double heat_transfer = 0.0;     // erg/(s cm^2 K); 0: the mould wall at its temperature
     int viscous_heating = 1;
+
+    // Extended energy step (fill_extended_energy.h), non-isothermal runs
+    // only: energy = basic (constant heat capacity, one heat-transfer
+    // coefficient) or extended, whose extras are a heat capacity per cell
+    // from a table of (temperature, heat capacity) pairs in increasing
+    // temperature (empty: specific_heat everywhere), a heat-transfer
+    // coefficient per wall boundary group (the other walls keep
+    // heat_transfer) and hot-runner wall groups held at a set temperature.
+    std::string energy = "basic";
+    std::vector<std::pair<double, double>> energy_specific_heat_table;   // (Celsius, erg/(g K))
+    std::vector<std::pair<std::string, double>> energy_wall_heat_transfer;  // (group, erg/(s cm^2 K))
+    std::vector<std::pair<std::string, double>> energy_hot_runner;          // (group, Celsius)
 
     // Inlet: "flow_rate" (constant volume flow rate, cm^3/s) or "pressure"
     // (constant inlet pressure, MPa). The run stops as a short shot when
@@ -112,6 +126,10 @@ void CheckSettings(const FillSettings& s);
 // reached from the inlet through the cells (the air would have no way out);
 // errors of the mesh file come as SettingsError naming the key 'mesh'.
 rvzmesh::Mesh BuildCaseMesh(const FillSettings& s);
+
+// Refuses, at the key's line, extended-energy groups that `mesh` lacks or
+// that are not wall groups (BuildCaseMesh calls it).
+void CheckExtendedEnergyGroups(const FillSettings& s, const rvzmesh::Mesh& mesh);
 
 // A failure at the line of the first of `keys` the file gave, or at the
 // built-in default.

@@ -10,6 +10,8 @@
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
 #include "energy_step.h"
+#include "fill_extended_energy.h"
+#include "fill_front_temperature.h"
 
 namespace fill {
 
@@ -149,6 +151,8 @@ struct Filling::State {
     I ibuf{t, bufSize};
 
     std::unique_ptr<channel::EnergyStep> energy;
+    std::unique_ptr<ExtendedEnergy> energyx;  // energy = extended, in place of energy
+    std::unique_ptr<FrontTemperature> front;
     D massFlux{t, nf};
 
     double time = 0.0, dt = 0.0, inflow = 0.0, injected = 0.0, cavity = 0.0, filled = 0.0, continuity = 0.0;
@@ -170,7 +174,10 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
     for (double vol : m.volume) cavity += vol;
     inletCell.assign(nc, 0);
     for (int c : H(BoundaryKind::Inlet).cell) inletCell[c] = 1;
-    if (s.thermal == "non-isothermal") {
+    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI);
+    if (s.thermal == "non-isothermal" && s.energy == "extended") {
+        energyx = std::make_unique<ExtendedEnergy>(t, s, m, d);
+    } else if (s.thermal == "non-isothermal") {
         channel::ThermalProperties props;
         props.density = s.density;
         props.specific_heat = s.specific_heat;
@@ -779,6 +786,12 @@ StepRecord Filling::Step()
         Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.T), st.energy->TemperatureD()), "copy");
         r.temperatureSeconds = st.Now() - volfEnd;
     }
+    if (st.energyx) {
+        st.energyx->Solve(st.vfe, st.flux, st.fluxIn, st.den, st.volf, st.vis, st.rate, r.dt);
+        Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.T), st.energyx->TemperatureD()), "copy");
+        r.temperatureSeconds = st.Now() - volfEnd;
+    }
+    st.front->Advance(st.flux, st.fluxIn, st.T, st.volf0, st.volf, r.dt);
     r.time = st.time;
     r.filledFraction = st.filled / st.cavity;
     r.volumeError = (st.filled - std::min(st.injected, st.cavity)) / st.cavity;
@@ -796,6 +809,11 @@ double Filling::CavityVolume() const { return s_->cavity; }
 double Filling::MeltVolume() const { return s_->filled; }
 double Filling::InjectedVolume() const { return s_->injected; }
 int Filling::UnfilledCells() const { return s_->unfilled; }
+double Filling::LowestFrontTemperature() const { return s_->front->Lowest(); }
+std::vector<double> Filling::ExtendedHeatCapacity() const
+{
+    return s_->energyx ? s_->energyx->HeatCapacity() : std::vector<double>();
+}
 bool Filling::Full() const { return s_->filled >= (1.0 - 1e-9) * s_->cavity; }
 
 Fields Filling::Download() const
@@ -807,6 +825,7 @@ Fields Filling::Download() const
     f.p = st.p.Download(st.nc);
     f.T = st.T.Download(st.nc);
     f.vis = st.vis.Download(st.nc);
+    f.frontTemperature = st.front->Sampled();
     const std::vector<float> mf = st.arrival.Download(st.nc);
     f.arrival.resize(st.nc);
     for (int c = 0; c < st.nc; ++c) f.arrival[c] = mf[c] > 0.0f ? static_cast<double>(mf[c]) : -1.0;
@@ -833,6 +852,7 @@ RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh
             }
             if (onStep) onStep(f, rec);
             r.fillTime = rec.time;
+            r.lowestFrontTemperature = f.LowestFrontTemperature();
             if (f.Full()) {
                 r.ending = Ending::Full;
                 r.message = "full";
