@@ -39,14 +39,7 @@ rvz::InnerFluxSCArgs InnerArgs(int nFaces, int nRows, int new_nnu, int NColumnPe
     a.VolFD = VolFD;
     a.mkD = mkD;
     a.tempD = tempD;
-    a.MapFace2CellPxD = Px;
-    a.MapFace2CellPyD = Py;
-    a.MapFace2CellExD = Ex;
-    a.MapFace2CellEyD = Ey;
-    a.AELLDtemp = AELLDtemp;
-    a.rowList = rowList;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = cellBlocks;
+    a.SetScatter(Px, Py, Ex, Ey, AELLDtemp, faceBlocks, cellBlocks, rowList);
     a.countBuffer = countBuffer;
     return a;
 }

@@ -40,13 +40,7 @@ rvz::InnerFluxSCFlowEArgs InnerArgs(int nFaces, int nRows, int new_nnu, int NCol
     a.SourceD = SourceD;
     a.tempD = tempD;
     a.nonOrthLimitFactor = nonOrthLimitFactor;
-    a.MapFace2CellPxD = Px;
-    a.MapFace2CellPyD = Py;
-    a.MapFace2CellExD = Ex;
-    a.MapFace2CellEyD = Ey;
-    a.AELLDtemp = AELLDtemp;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = cellBlocks;
+    a.SetScatter(Px, Py, Ex, Ey, AELLDtemp, faceBlocks, cellBlocks);
     return a;
 }
 

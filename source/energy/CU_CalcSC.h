@@ -12,7 +12,7 @@ namespace rvz {
 
 // ---- Interior faces ----
 
-struct InnerFluxSCArgs {
+struct InnerFluxSCArgs : FaceScatter {  // rowList: Map2CellPBD of the listed-row forms
     int nFaces, nRows, new_nnu, NColumnPerRow;
     double mCp, FCRI;
     const int *ijPD, *ijED;
@@ -25,10 +25,6 @@ struct InnerFluxSCArgs {
     double* SourceD;
     const double *VolFD, *mkD;
     double* tempD;
-    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
-    double* AELLDtemp;
-    const int* rowList;  // Map2CellPBD of the listed-row forms
-    int faceGrid, cellGrid;
     int* countBuffer;    // table.total ints of partial counts
 };
 // Faces, collect, update, then the count of dropped corrections through the

@@ -5,6 +5,8 @@
 // once and the remaining launches still run. Plain C++.
 #pragma once
 
+#include "CU_Accumulate.h"
+
 namespace rvz {
 
 // ---- Vent flags, face mass flux ----
@@ -29,7 +31,7 @@ enum class FlowEInnerForm {
     Partition,  // as Listed without aWD
 };
 
-struct InnerFluxSCFlowEArgs {
+struct InnerFluxSCFlowEArgs : FaceScatter {  // rowList: Map2CellPBD of the listed forms
     int nFaces, nRows, new_nnu, NColumnPerRow;
     const double* mCpD;
     const int *ijPD, *ijED;
@@ -44,10 +46,6 @@ struct InnerFluxSCFlowEArgs {
     double* tempD;
     double nonOrthLimitFactor;
     const int* gpInletbInD;  // judged form only
-    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
-    double* AELLDtemp;
-    const int* rowList;  // Map2CellPBD of the listed forms
-    int faceGrid, cellGrid;
 };
 // Faces, collect (+tempD at the owner, -tempD at the neighbour), update
 // into SourceD. Returns the update's status.

@@ -13,11 +13,35 @@ rvz::InnerFaceGradientArgs InnerArgs(int nFaces, int nRows, int new_nnu, int NCo
                                      double* tempyD, double* tempzD, double* AELLDtemp, int faceGrid, int cellGrid,
                                      int* rowList)
 {
-    return rvz::InnerFaceGradientArgs{nFaces, nRows,  new_nnu, NColumnPerRow, fiD,      df_dxD,  df_dyD,
-                                      df_dzD, df_dx0D, df_dy0D, df_dz0D,      leD,      ijPD,    ijED,
-                                      xcD,    ycD,    zcD,     sxD,           syD,      szD,     xeD,
-                                      yeD,    zeD,    Px,      Py,            Ex,       Ey,      tempxD,
-                                      tempyD, tempzD, AELLDtemp, faceGrid,    cellGrid, rowList};
+    rvz::InnerFaceGradientArgs a{};
+    a.nFaces = nFaces;
+    a.nRows = nRows;
+    a.new_nnu = new_nnu;
+    a.NColumnPerRow = NColumnPerRow;
+    a.fiD = fiD;
+    a.df_dxD = df_dxD;
+    a.df_dyD = df_dyD;
+    a.df_dzD = df_dzD;
+    a.df_dx0D = df_dx0D;
+    a.df_dy0D = df_dy0D;
+    a.df_dz0D = df_dz0D;
+    a.leD = leD;
+    a.ijPD = ijPD;
+    a.ijED = ijED;
+    a.xcD = xcD;
+    a.ycD = ycD;
+    a.zcD = zcD;
+    a.sxD = sxD;
+    a.syD = syD;
+    a.szD = szD;
+    a.xeD = xeD;
+    a.yeD = yeD;
+    a.zeD = zeD;
+    a.tempxD = tempxD;
+    a.tempyD = tempyD;
+    a.tempzD = tempzD;
+    a.SetScatter(Px, Py, Ex, Ey, AELLDtemp, faceGrid, cellGrid, rowList);
+    return a;
 }
 
 }  // namespace

@@ -261,14 +261,9 @@ int CRVZGPUtool::Calc_InnerFluxPPCorr(int nFaces, int nCells, int new_nnu, int N
     a.gradPP = {dp_dxD, dp_dyD, dp_dzD};
     a.MassFluxD = MassFluxD;
     a.SourceD = SourceD;
-    a.MapFace2CellPxD = MapFace2CellPxD;
-    a.MapFace2CellPyD = MapFace2CellPyD;
-    a.MapFace2CellExD = MapFace2CellExD;
-    a.MapFace2CellEyD = MapFace2CellEyD;
-    a.AELLDtemp = AELLDtemp;
     a.tempD = tempD;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = cellBlocks;
+    a.SetScatter(MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, AELLDtemp, faceBlocks,
+                 cellBlocks);
     return rvz::Calc_InnerFluxPPCorr(m_Imple->BlockSize, a, m_Imple->SelectedDevice);
 }
 

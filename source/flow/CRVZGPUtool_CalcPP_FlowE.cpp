@@ -40,14 +40,8 @@ rvz::InnerFluxPPCorrArgs CorrectorArgs(int nFaces, int nRows, int new_nnu, int N
     a.gradPP = {dp_dxD, dp_dyD, dp_dzD};
     a.MassFluxD = MassFluxD;
     a.SourceD = SourceD;
-    a.MapFace2CellPxD = Px;
-    a.MapFace2CellPyD = Py;
-    a.MapFace2CellExD = Ex;
-    a.MapFace2CellEyD = Ey;
-    a.AELLDtemp = AELLDtemp;
     a.tempD = mfeCorrD;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = rowBlocks;
+    a.SetScatter(Px, Py, Ex, Ey, AELLDtemp, faceBlocks, rowBlocks);
     return a;
 }
 

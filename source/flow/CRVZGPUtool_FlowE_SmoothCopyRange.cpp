@@ -22,13 +22,7 @@ rvz::SmoothFacesArgs FacesArgs(int nFaces, int nRows, int new_nnu, int NColumnPe
     a.VolF_SD = VolF_SD;
     a.SD = SD;
     a.tempD = tempD;
-    a.MapFace2CellPxD = Px;
-    a.MapFace2CellPyD = Py;
-    a.MapFace2CellExD = Ex;
-    a.MapFace2CellEyD = Ey;
-    a.AELLDtemp = AELLDtemp;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = cellBlocks;
+    a.SetScatter(Px, Py, Ex, Ey, AELLDtemp, faceBlocks, cellBlocks);
     return a;
 }
 
@@ -89,14 +83,9 @@ int CRVZGPUtool::Calc_FlowE_SmoothVariable_Inlet(int nFaces, int nRows, int new_
     a.SD = SD;
     a.temp1D = temp1D;
     a.temp2D = temp2D;
-    a.MapFace2CellPxD = MapFace2CellPxD;
-    a.MapFace2CellPyD = MapFace2CellPyD;
-    a.MapFace2CellExD = MapFace2CellExD;
-    a.MapFace2CellEyD = MapFace2CellEyD;
-    a.AELLDtemp = AELLDtemp;
     a.Map2CellPBD = Map2CellPBD;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = cellBlocks;
+    a.SetScatter(MapFace2CellPxD, MapFace2CellPyD, MapFace2CellExD, MapFace2CellEyD, AELLDtemp, faceBlocks,
+                 cellBlocks);
     return rvz::Calc_FlowE_SmoothVariable_Inlet(m_Imple->BlockSize, a, m_Imple->SelectedDevice);
 }
 

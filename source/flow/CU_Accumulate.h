@@ -16,6 +16,31 @@ enum class InnerFluxForm {
     Partition,   // aED only, weights leD, listed updates
 };
 
+// Where an interior-face operation leaves its two per-face contributions
+// before they are summed into cells: the owner's slot (Px, Py) and the
+// neighbour's slot (Ex, Ey) of the scratch AELLDtemp; the grids of its
+// face and cell launches; the rows of the listed-row updates (null where
+// every row is updated). Every face-assembly argument record starts with it.
+struct FaceScatter {
+    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
+    double* AELLDtemp;
+    int faceGrid, cellGrid;
+    const int* rowList;
+
+    void SetScatter(const int* Px, const int* Py, const int* Ex, const int* Ey, double* scratch, int faceBlocks,
+                    int cellBlocks, const int* rows = nullptr)
+    {
+        MapFace2CellPxD = Px;
+        MapFace2CellPyD = Py;
+        MapFace2CellExD = Ex;
+        MapFace2CellEyD = Ey;
+        AELLDtemp = scratch;
+        faceGrid = faceBlocks;
+        cellGrid = cellBlocks;
+        rowList = rows;
+    }
+};
+
 // AELLD(Px[f], Py[f]) = aED[f] and AELLD(Ex[f], Ey[f]) = aWD[f] for every
 // interior face. Reports "Calc_MapaEaEWToAi failed".
 int Calc_MapaEaWToAi(int BlockSize, int nFaces, int newNNU, const int* MapFace2CellPxD, const int* MapFace2CellPyD,

@@ -5,12 +5,14 @@
 // remaining launches still run. Plain C++.
 #pragma once
 
+#include "CU_Accumulate.h"
+
 namespace rvz {
 
 // Interior-face contributions. `rowList` null: all-rows updates over
 // rows 0 .. nRows-1 ("Calc_GradFromInnerCF_..." messages); otherwise the
 // listed-rows updates over rowList[0 .. nRows-1] ("..._(Par)" messages).
-struct InnerFaceGradientArgs {
+struct InnerFaceGradientArgs : FaceScatter {
     int nFaces, nRows, new_nnu, NColumnPerRow;
     const double* fiD;
     double *df_dxD, *df_dyD, *df_dzD;
@@ -20,11 +22,7 @@ struct InnerFaceGradientArgs {
     const double *xcD, *ycD, *zcD;
     const double *sxD, *syD, *szD;
     const double *xeD, *yeD, *zeD;
-    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
     double *tempxD, *tempyD, *tempzD;
-    double* AELLDtemp;
-    int faceGrid, cellGrid;
-    const int* rowList;
 };
 int Calc_GradFromInnerCF(int BlockSize, const InnerFaceGradientArgs& a, int SelectedDevice);
 

@@ -5,6 +5,8 @@
 // launch is reported at once and the remaining launches still run. Plain C++.
 #pragma once
 
+#include "CU_Accumulate.h"
+
 #include "CU_Reduction.h"
 
 namespace rvz {
@@ -109,7 +111,7 @@ int CalcPP_CorrectMassFlux(int BlockSize, int nFaces, int new_nnu, const int* Ma
                            const int* MapFace2CellPyD, const int* MapFace2CellExD, const int* MapFace2CellEyD,
                            const double* AELLD, const double* ppD, double* MassFluxD, int grid, int SelectedDevice);
 
-struct InnerFluxPPCorrArgs {
+struct InnerFluxPPCorrArgs : FaceScatter {
     int nFaces, nCells, new_nnu, NColumnPerRow;
     const int *ijPD, *ijED;
     DeviceVec3 area;
@@ -118,10 +120,7 @@ struct InnerFluxPPCorrArgs {
     DeviceVec3 gradPP;
     double* MassFluxD;
     double* SourceD;
-    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
-    double* AELLDtemp;
     double* tempD;
-    int faceGrid, cellGrid;
 };
 int Calc_InnerFluxPPCorr(int BlockSize, const InnerFluxPPCorrArgs& a, int SelectedDevice);
 

@@ -12,7 +12,7 @@ namespace rvz {
 
 // ---- Interior faces: coefficients and explicit sources ----
 
-struct InnerFluxUVWArgs {
+struct InnerFluxUVWArgs : FaceScatter {
     int nFaces, nRows, new_nnu, NColumnPerRow;
     double nonOrthLimitFactor, gamma;
     const int *ijPD, *ijED;
@@ -27,10 +27,6 @@ struct InnerFluxUVWArgs {
     double *aED, *aWD;
     double *SuD, *SvD, *SwD;
     double* tempD;
-    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
-    double* AELLDtemp;
-    int faceGrid, cellGrid;
-    const int* rowList;
 };
 int Calc_InnerFluxUVW(int BlockSize, InnerFluxForm form, const InnerFluxUVWArgs& a, int SelectedDevice);
 
@@ -74,14 +70,7 @@ inline InnerFluxUVWArgs InnerFluxArgs(int nFaces, int nRows, int new_nnu, int NC
     a.SvD = SvD;
     a.SwD = SwD;
     a.tempD = tempD;
-    a.MapFace2CellPxD = Px;
-    a.MapFace2CellPyD = Py;
-    a.MapFace2CellExD = Ex;
-    a.MapFace2CellEyD = Ey;
-    a.AELLDtemp = AELLDtemp;
-    a.faceGrid = faceBlocks;
-    a.cellGrid = cellBlocks;
-    a.rowList = rowList;
+    a.SetScatter(Px, Py, Ex, Ey, AELLDtemp, faceBlocks, cellBlocks, rowList);
     return a;
 }
 

@@ -6,6 +6,8 @@
 // once and the remaining launches still run. Plain C++.
 #pragma once
 
+#include "CU_Accumulate.h"
+
 #include "CRVZGPUtool.h"  // cudaStream_t on both backends
 #include "CU_Reduction.h"
 
@@ -13,7 +15,7 @@ namespace rvz {
 
 // ---- Smoothed volume fraction ----
 
-struct SmoothFacesArgs {
+struct SmoothFacesArgs : FaceScatter {  // rowList: partition faces, Map2CellPED
     int nFaces, nRows, new_nnu, NColumnPerRow;
     const int *ijPD, *ijED;
     const double* leD;
@@ -21,24 +23,17 @@ struct SmoothFacesArgs {
     const double *sxD, *syD, *szD;     // partition faces: the area vectors
     const double* SmoothVolFD;
     double *VolF_SD, *SD, *tempD;
-    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
-    double* AELLDtemp;
-    int faceGrid, cellGrid;
-    const int* rowList;  // partition faces: Map2CellPED
 };
 int Calc_FlowE_SmoothVariable_InnerFace(int BlockSize, const SmoothFacesArgs& a, int SelectedDevice);
 int Calc_FlowE_SmoothVariable_InnerFacePar(int BlockSize, const SmoothFacesArgs& a, int SelectedDevice);
 
-struct SmoothInletArgs {
+struct SmoothInletArgs : FaceScatter {
     int nFaces, nRows, new_nnu, NColumnPerRow;
     const int* ijInletD;
     const double *sxD, *syD, *szD;
     const double* SmoothVolFD;
     double *VolF_SD, *SD, *temp1D, *temp2D;
-    const int *MapFace2CellPxD, *MapFace2CellPyD, *MapFace2CellExD, *MapFace2CellEyD;
-    double* AELLDtemp;
     const int* Map2CellPBD;
-    int faceGrid, cellGrid;
 };
 int Calc_FlowE_SmoothVariable_Inlet(int BlockSize, const SmoothInletArgs& a, int SelectedDevice);
 
