@@ -35,6 +35,7 @@ void Output::WriteFields(double time)
     content.time = time;
     content.scalars = {{"volume_fraction", &last_.volf}, {"pressure", &last_.p},     {"temperature", &last_.T},
                        {"viscosity", &last_.vis},        {"arrival_time", &last_.arrival}};
+    if (!last_.second.empty()) content.scalars.push_back({"second_fluid", &last_.second});
     content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
     rvzmesh::WriteVtu(path, m_, content);
     series_->Add(time, path);

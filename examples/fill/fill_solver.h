@@ -34,6 +34,8 @@ class CRVZGPUtool;
 
 namespace fill {
 
+class ExtendedVof;
+
 // Critical volume fraction: a cell at or above it counts as filled.
 constexpr double kFCRI = 0.5;
 
@@ -57,6 +59,7 @@ struct StepRecord {
 // Cell fields of the current state (cells 0 .. nCells-1).
 struct Fields {
     std::vector<double> volf, u, v, w, p, T, vis, arrival;  // arrival: -1 where not yet filled
+    std::vector<double> second;  // second-fluid fraction; empty without a second fluid
 };
 
 // A step that could not be completed: outer iterations that did not reach
@@ -91,6 +94,8 @@ public:
     bool Full() const;              // every cell filled, or the melt volume equals the cavity's
     int UnfilledCells() const;
     Fields Download() const;
+    // The extended volume-fraction step, null on the basic path.
+    const ExtendedVof* Extended() const;
 
 private:
     struct State;
