@@ -208,6 +208,41 @@ TEST(FillExtendedVof, BadSchemeMethodAndGatesAreRefusedWithFileLineAndKey)
     }
 }
 
+// The table of docs/performance.md (run with
+// --gtest_also_run_disabled_tests): front width (cells of one row strictly
+// between 0.01 and 0.99, largest over the steps between 30 % and 70 %
+// filled) of a 60-cell strip for upwind (vof_gamma = 0) and each scheme.
+TEST(FillExtendedVof, DISABLED_InterfaceWidthTable)
+{
+    const char* names[] = {"upwind", "CICSAM", "MCICSAM", "HRIC", "MHRIC"};
+    for (const double courant : {0.25, 0.5}) {
+        for (int scheme = 0; scheme <= 4; ++scheme) {
+            FillSettings s = ExtendedStrip(std::max(scheme, 1), 0);
+            s.length = 6.0, s.nx = 60, s.flow_rate = 0.6, s.courant = courant;
+            if (scheme == 0) s.vof_gamma = 0.0;
+            const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+            Filling f(Tool(), s, mesh);
+            int widest = 0, steps = 0;
+            double sum = 0.0, coreSum = 0.0;
+            int samples = 0;
+            while (!f.Full() && steps < 2000) {
+                const fill::StepRecord r = f.Step();
+                ++steps;
+                if (r.filledFraction < 0.3 || r.filledFraction > 0.7) continue;
+                const std::vector<double> phi = f.Download().volf;
+                const int w = Width(phi) / 2;
+                const int core = static_cast<int>(std::count_if(phi.begin(), phi.end(),
+                                                                [](double v) { return v > 0.05 && v < 0.95; })) /
+                                 2;
+                widest = std::max(widest, w), sum += w, coreSum += core, ++samples;
+            }
+            std::printf("| %.2f | %-7s | %d | %.2f | %.2f | %.4f | %d |\n", courant, names[scheme], widest,
+                        sum / std::max(samples, 1), coreSum / std::max(samples, 1),
+                        f.Time() / (f.CavityVolume() / s.flow_rate), steps);
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
