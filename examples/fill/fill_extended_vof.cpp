@@ -120,7 +120,7 @@ struct ExtendedVof::Impl {
     bool flows = false;
     double injectedMelt = 0.0, injectedSecond = 0.0, secondVolume = 0.0, worstBalance = 0.0;
     double frontCe = 0.0, frontVol = 0.0;
-    double refillVolume = 0.0, ventedSecond = 0.0;  // melt the keep-filled rule added
+    double refillVolume = 0.0, ventedSecond = 0.0, clippedSecond = 0.0;  // melt the keep-filled rule added
     int unfilled = -1, refilled = 0;
 };
 
@@ -332,10 +332,14 @@ void ExtendedVof::Advance(const ExtendedVofFields& f)
         Ok(e.t.DataCopyDevice2Device(e.n, static_cast<double*>(e.phi20), static_cast<double*>(e.phi2)), "copy");
         e.gradient(e.phi20, e.g2[0], e.g2[1], e.g2[2]);
         e.worstBalance = std::max(e.worstBalance, e.Equation(f, 0, e.phi20, e.phi2, e.g2[0], e.g2[1], e.g2[2]));
+        const std::vector<double> solved = e.phi2.Download(e.nc);
         Ok(e.t.Calc_Vfconv_VolF_FillVol_Less(e.nc, e.phi2, 0.0, 1.0, cb), "Calc_Vfconv_VolF_FillVol_Less");
         const std::vector<double> p2 = e.phi2.Download(e.nc);
         e.secondVolume = 0.0;
-        for (int c = 0; c < e.nc; ++c) e.secondVolume += e.m.volume[c] * p2[c];
+        for (int c = 0; c < e.nc; ++c) {
+            e.secondVolume += e.m.volume[c] * p2[c];
+            e.clippedSecond += e.m.volume[c] * (solved[c] - p2[c]);
+        }
     }
 
     // Limiting and snapping, the melt's volume correction, arrival times.
@@ -372,6 +376,7 @@ double ExtendedVof::InjectedMelt() const { return p_->injectedMelt; }
 double ExtendedVof::InjectedSecond() const { return p_->injectedSecond; }
 double ExtendedVof::SecondVolume() const { return p_->secondVolume; }
 double ExtendedVof::VentedSecond() const { return p_->ventedSecond; }
+double ExtendedVof::ClippedSecond() const { return p_->clippedSecond; }
 double ExtendedVof::RefillVolume() const { return p_->refillVolume; }
 double ExtendedVof::WorstSolveBalance() const { return p_->worstBalance; }
 int ExtendedVof::UnfilledCells() const { return p_->unfilled; }

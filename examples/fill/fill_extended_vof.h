@@ -87,6 +87,9 @@ public:
     double RefillVolume() const;
     double SecondVolume() const;    // sum V phi2 after the last step
     double VentedSecond() const;    // second fluid that left through the vents and outlets, cm^3
+    // Second fluid removed by clamping its fraction to [0, 1] after each
+    // solve (the scheme's overshoots), cm^3.
+    double ClippedSecond() const;
     // Largest |volume change - net inflow| of one solve over the run, over
     // the cavity volume, melt and second fluid: the balance of the solves
     // before limiting and the keep-filled rule.
