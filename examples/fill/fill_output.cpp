@@ -36,6 +36,7 @@ void Output::WriteFields(double time)
     content.scalars = {{"volume_fraction", &last_.volf}, {"pressure", &last_.p},     {"temperature", &last_.T},
                        {"viscosity", &last_.vis},        {"arrival_time", &last_.arrival},
                        {"melt_front_temperature", &last_.frontTemperature}};
+    if (!last_.second.empty()) content.scalars.push_back({"second_fluid", &last_.second});
     content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
     rvzmesh::WriteVtu(path, m_, content);
     series_->Add(time, path);

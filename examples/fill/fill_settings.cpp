@@ -183,6 +183,31 @@ const std::map<std::string, Setter>& Setters()
         {"energy_specific_heat_table", HeatCapacityTable},
         {"energy_wall_heat_transfer", GroupValues(&FillSettings::energy_wall_heat_transfer, NotNegative)},
         {"energy_hot_runner", GroupValues(&FillSettings::energy_hot_runner, AnyReal)},
+        {"vof_path", Choice(&FillSettings::vof_path, {"basic", "extended"})},
+        {"vof_scheme",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const int k = ToInt(l, v);
+             if (k < 1 || k > 4)
+                 l.Fail("unknown scheme " + std::to_string(k) + " (1 CICSAM, 2 MCICSAM, 3 HRIC, 4 MHRIC)");
+             s.vof_scheme = k;
+         }},
+        {"vof_method",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const int k = ToInt(l, v);
+             if (k < 0 || k > 4) l.Fail("unknown flux method " + std::to_string(k) + " (0 to 4)");
+             s.vof_method = k;
+         }},
+        {"vof_gamma",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const double g = ToDouble(l, v);
+             if (!(g >= 0.0 && g <= 1.0)) l.Fail("must lie in [0, 1]");
+             s.vof_gamma = g;
+         }},
+        {"vof_ce_bound", Real(&FillSettings::vof_ce_bound, Positive)},
+        {"second_fluid", Choice(&FillSettings::second_fluid, {"none", "gas", "water"})},
+        {"second_fluid_gates", [](FillSettings& s, const Line&, const std::string& v) { s.second_fluid_gates = v; }},
+        {"second_fluid_start_time", Real(&FillSettings::second_fluid_start_time, NotNegative)},
+        {"second_fluid_start_fraction", Real(&FillSettings::second_fluid_start_fraction, NotNegative)},
     };
     return setters;
 }
@@ -224,6 +249,14 @@ FillSettings ParseFillSettings(const std::string& text, const std::string& name)
     s.source = name;
     ApplyMaterial(s, seen);
     if (s.geometry == "gmsh" && s.mesh.empty()) FailAt(s, {"geometry"}, "geometry gmsh needs the key 'mesh'");
+    if (s.second_fluid != "none") {
+        if (s.vof_path != "extended")
+            FailAt(s, {"second_fluid", "vof_path"}, "a second fluid needs vof_path = extended");
+        if (s.second_fluid_gates.find_first_not_of(" \t,") == std::string::npos)
+            FailAt(s, {"second_fluid_gates", "second_fluid"}, "a second fluid needs the inlet groups it enters through");
+        if (s.line.count("second_fluid_start_time") == 0 && s.line.count("second_fluid_start_fraction") == 0)
+            FailAt(s, {"second_fluid"}, "a second fluid needs second_fluid_start_time or second_fluid_start_fraction");
+    }
     if (!(s.mould_temperature <= s.melt_temperature))
         FailAt(s, {"mould_temperature", "melt_temperature"}, "the mould temperature lies above the melt temperature");
     if (s.energy == "extended" && s.thermal != "non-isothermal")

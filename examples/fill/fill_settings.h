@@ -93,6 +93,28 @@ struct FillSettings {
     // correction of the upwind volume-fraction equation (1), or none (0).
     int cicsam = 1;
 
+    // Extended volume fraction (fill_extended_vof.h): vof_path "basic" (the
+    // steps above) or "extended": the interface-capturing scheme
+    // vof_scheme (1 CICSAM, 2 MCICSAM, 3 HRIC, 4 MHRIC), the flux method
+    // vof_method (0-4: which front statistics come back), the weight
+    // vof_gamma of the scheme's deferred correction, the front band
+    // vof_ce_bound; the run ends when no cell lies below the critical
+    // fraction.
+    std::string vof_path = "basic";
+    int vof_scheme = 1;
+    int vof_method = 0;
+    double vof_gamma = 1.0;
+    double vof_ce_bound = 0.3;
+    // Second fluid (extended path only): "none", "gas" or "water",
+    // injected through the inlet groups second_fluid_gates (names,
+    // comma-separated) from the first step that starts at or after
+    // second_fluid_start_time (s) or with a filled fraction at or above
+    // second_fluid_start_fraction.
+    std::string second_fluid = "none";
+    std::string second_fluid_gates;
+    double second_fluid_start_time = 1.0e30;
+    double second_fluid_start_fraction = 2.0;
+
     // Output: a .vtu per output_interval seconds of filling (0: every step)
     // with a .pvd series, history.csv and arrival.csv, in output_dir
     // (default: the case name with "_fill"); "none": no files.

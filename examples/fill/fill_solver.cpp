@@ -12,6 +12,7 @@
 #include "energy_step.h"
 #include "fill_extended_energy.h"
 #include "fill_front_temperature.h"
+#include "fill_extended_vof.h"
 
 namespace fill {
 
@@ -82,7 +83,9 @@ struct Filling::State {
     int Flow();
     void VolumeFraction();
     void AssembleVolumeFraction();
-    void CorrectVolume();
+    void CorrectVolume(double target);
+    void ExtendedVolumeFraction();
+    void BoundaryValuesAndVents();
     void Solve(double* A, double* rhs, double* phi, double tol, const char* what);
     double MaxMeltCourant();
     double InletPressure();
@@ -154,6 +157,8 @@ struct Filling::State {
     std::unique_ptr<ExtendedEnergy> energyx;  // energy = extended, in place of energy
     std::unique_ptr<FrontTemperature> front;
     D massFlux{t, nf};
+    // The extended volume-fraction step (vof_path = extended).
+    std::unique_ptr<ExtendedVof> ext;
 
     double time = 0.0, dt = 0.0, inflow = 0.0, injected = 0.0, cavity = 0.0, filled = 0.0, continuity = 0.0;
     double visMelt = 0.0;
@@ -189,6 +194,10 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         bc.viscous_heating = s.viscous_heating != 0;
         energy = std::make_unique<channel::EnergyStep>(t, m, d, props, bc);
     }
+    if (s.vof_path == "extended")
+        ext = std::make_unique<ExtendedVof>(
+            t, s, m, d, [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); },
+            [this](double target) { CorrectVolume(target); });
 }
 
 // Empty cavity: air at rest and zero pressure, melt at the inlet faces,
@@ -617,9 +626,8 @@ void Filling::State::AssembleVolumeFraction()
 // Puts the volume lost or gained by the solve, the snapping and melt that
 // left through vents back into the partly filled cells until the melt
 // volume equals the injected volume.
-void Filling::State::CorrectVolume()
+void Filling::State::CorrectVolume(double target)
 {
-    const double target = std::min(injected, cavity);
     const int cb = Blocks(nc);
     for (int pass = 0; pass < 12; ++pass) {
         filled = FilledVolume();
@@ -640,7 +648,7 @@ void Filling::State::CorrectVolume()
 
 void Filling::State::VolumeFraction()
 {
-    const auto &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet), &S = L(BoundaryKind::Symmetry);
+    const auto &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet);
     const int cb = Blocks(nc), fb = Blocks(nf);
     Ok(t.DataCopyDevice2Device(n, static_cast<double*>(volf0), static_cast<double*>(volf)), "copy");
     Gradient(volf0, dvf[0], dvf[1], dvf[2]);
@@ -667,6 +675,7 @@ void Filling::State::VolumeFraction()
     Ok(t.Calc_CellFR(nf, nc, N, nCol, flux, tx, ty, cellFR, d.mapPx, d.mapPy, d.mapEx, d.mapEy, scratch, fb, cb),
        "Calc_CellFR");
 
+    if (ext) return ExtendedVolumeFraction();
     AssembleVolumeFraction();
     const std::vector<double> base = s.cicsam ? Su.Download() : std::vector<double>();
     Solve(A, Su, volf, kVolumeFractionTolerance, "BiCGSTAB_ELL (volume fraction)");
@@ -698,12 +707,33 @@ void Filling::State::VolumeFraction()
     // Limiting and snapping, the volume correction, arrival times.
     injected += inflow * dt;
     Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, kEmpty, kFull, cb), "Calc_Vfconv_VolF_FillVol_Less");
-    CorrectVolume();
+    CorrectVolume(std::min(injected, cavity));
     time += dt;
     Ok(t.Calc_Vfconv_RecordIsoFilledSurface(nc, time, FCRI, arrival, volf, cb), "Calc_Vfconv_RecordIsoFilledSurface");
     unfilled = CountBelow(FCRI);
+    BoundaryValuesAndVents();
+}
 
-    // Boundary values and the vents of the next step.
+// The extended step (fill_extended_vof.h) after the Courant numbers and
+// fill rates of the step.
+void Filling::State::ExtendedVolumeFraction()
+{
+    ExtendedVofFields f;
+    f.dt = dt, f.time = time + dt, f.filledFraction = filled / cavity;
+    f.flux = flux, f.fluxIn = fluxIn, f.fluxOut = fluxOut, f.fluxWall = fluxWall, f.courant = courant, f.volf0 = volf0, f.volf = volf;
+    f.gx = dvf[0], f.gy = dvf[1], f.gz = dvf[2], f.arrival = arrival;
+    injected += inflow * dt;
+    ext->Advance(f);
+    time += dt;
+    filled = FilledVolume();
+    unfilled = CountBelow(FCRI);
+    BoundaryValuesAndVents();
+}
+
+// Boundary values and the vents of the next step.
+void Filling::State::BoundaryValuesAndVents()
+{
+    const auto &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet), &S = L(BoundaryKind::Symmetry);
     if (nw > 0) {
         Ok(t.Calc_Vfconv_VolF_WallBC(nw, W.cell, W.slot, volf, Blocks(nw)), "Calc_Vfconv_VolF_WallBC");
         // Wall faces of unfilled cells vent the air; when none is left
@@ -814,7 +844,12 @@ std::vector<double> Filling::ExtendedHeatCapacity() const
 {
     return s_->energyx ? s_->energyx->HeatCapacity() : std::vector<double>();
 }
-bool Filling::Full() const { return s_->filled >= (1.0 - 1e-9) * s_->cavity; }
+bool Filling::Full() const
+{
+    if (s_->ext) return s_->ext->UnfilledCells() == 0;  // the end-of-filling test
+    return s_->filled >= (1.0 - 1e-9) * s_->cavity;
+}
+const ExtendedVof* Filling::Extended() const { return s_->ext.get(); }
 
 Fields Filling::Download() const
 {
@@ -829,6 +864,7 @@ Fields Filling::Download() const
     const std::vector<float> mf = st.arrival.Download(st.nc);
     f.arrival.resize(st.nc);
     for (int c = 0; c < st.nc; ++c) f.arrival[c] = mf[c] > 0.0f ? static_cast<double>(mf[c]) : -1.0;
+    if (st.ext && st.s.second_fluid != "none") f.second = st.ext->SecondFraction();
     return f;
 }
 

@@ -34,6 +34,8 @@ class CRVZGPUtool;
 
 namespace fill {
 
+class ExtendedVof;
+
 // Critical volume fraction: a cell at or above it counts as filled.
 constexpr double kFCRI = 0.5;
 
@@ -58,6 +60,7 @@ struct StepRecord {
 struct Fields {
     std::vector<double> volf, u, v, w, p, T, vis, arrival;  // arrival: -1 where not yet filled
     std::vector<double> frontTemperature;  // melt-front temperature, NaN where not yet filled
+    std::vector<double> second;  // second-fluid fraction; empty without a second fluid
 };
 
 // A step that could not be completed: outer iterations that did not reach
@@ -98,6 +101,8 @@ public:
     // energy = extended.
     std::vector<double> ExtendedHeatCapacity() const;
     Fields Download() const;
+    // The extended volume-fraction step, null on the basic path.
+    const ExtendedVof* Extended() const;
 
 private:
     struct State;

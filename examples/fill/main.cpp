@@ -7,6 +7,7 @@
 #include <string>
 
 #include "CRVZGPUtool.h"
+#include "fill_extended_vof.h"
 #include "fill_output.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
@@ -49,6 +50,7 @@ int main(int argc, char** argv)
         if (argc == 2) settings = fill::ReadFillSettings(argv[1]);
         fill::CheckSettings(settings);
         mesh = fill::BuildCaseMesh(settings);
+        fill::SecondFluidGateGroups(settings, mesh);
     } catch (const fill::SettingsError& e) {
         std::fprintf(stderr, "rvzgpu-fill: %s\n", e.what());
         return 1;
