@@ -30,11 +30,7 @@ using Ints = std::unique_ptr<DeviceArray<int>>;
 Flags FlagsOf(std::vector<bool> v) { return Up(v); }
 Ints IntsOf(std::vector<int> v) { return Up(v); }
 
-// A level table for n elements.
-struct Plan {
-    int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};
-    explicit Plan(int n) { EXPECT_EQ(Tool().GetSizeOfBlock(n, total, nLevels, count, size, offset), 0); }
-};
+using Plan = rvztest::LevelPlan;
 
 // Fields of the pressure-correction equation on one mesh (extended arrays).
 struct Case {

@@ -25,10 +25,7 @@ using flowtest::Up;
 using rvztest::DeviceArray;
 using rvztest::Tool;
 
-struct Levels {
-    int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};
-    explicit Levels(int n) { Tool().GetSizeOfBlock(n, total, nLevels, count, size, offset); }
-};
+using Levels = rvztest::LevelPlan;
 
 // The temperature equation on one box: extended fields, face outputs and
 // the count buffer of its faces.

@@ -212,13 +212,10 @@ TEST(FlowECopyList, InterfaceValuesReachTheNeighboursHaloSlotsOnly)
 
 // The level table of GetSizeOfBlock for n elements, with buffers full of
 // garbage that the operation must clear.
-struct Levels {
-    int total = 0, nLevels = 0;
-    int count[16] = {}, size[16] = {}, offset[16] = {};
+struct Levels : rvztest::LevelPlan {
     std::unique_ptr<DeviceArray<double>> maxBuffer, minBuffer;
-    explicit Levels(int n)
+    explicit Levels(int n) : LevelPlan(n)
     {
-        EXPECT_EQ(Tool().GetSizeOfBlock(n, total, nLevels, count, size, offset), 0);
         maxBuffer = Up(std::vector<double>(total, 9.9e299));
         minBuffer = Up(std::vector<double>(total, -9.9e299));
     }

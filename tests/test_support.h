@@ -34,6 +34,20 @@ inline CRVZGPUtool& Tool()
 }
 
 // A device array owned by the test, filled from and read back to vectors.
+// The level table GetSizeOfBlock gives for n elements: what every
+// reduction and level-driven operation of the facade takes. For n = 0 the
+// facade refuses a table and this one stays empty (no levels), as an
+// operation on an empty list receives it.
+struct LevelPlan {
+    int total = 0, nLevels = 0;
+    int count[16] = {}, size[16] = {}, offset[16] = {};
+    explicit LevelPlan(int n)
+    {
+        const int status = Tool().GetSizeOfBlock(n, total, nLevels, count, size, offset);
+        if (n > 0) EXPECT_EQ(status, 0);
+    }
+};
+
 template <class T>
 class DeviceArray {
 public:

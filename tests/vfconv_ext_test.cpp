@@ -35,14 +35,11 @@ std::vector<bool> Bits(const std::string& s)
 
 // The level table of n elements with buffers full of garbage that every
 // reduction must clear.
-struct Levels {
-    int total = 0, nLevels = 0;
-    int count[16] = {}, size[16] = {}, offset[16] = {};
+struct Levels : rvztest::LevelPlan {
     std::unique_ptr<DeviceArray<double>> d1, d2;
     std::unique_ptr<DeviceArray<int>> i;
-    explicit Levels(int n)
+    explicit Levels(int n) : LevelPlan(n)
     {
-        EXPECT_EQ(Tool().GetSizeOfBlock(n, total, nLevels, count, size, offset), 0);
         d1 = Up(std::vector<double>(total, 7.7e200));
         d2 = Up(std::vector<double>(total, -7.7e200));
         i = Up(std::vector<int>(total, 12345));

@@ -312,14 +312,11 @@ TEST(VfconvLimit, VolumeCorrectionReachesFrontCellsOnly)
 
 // The level table of n elements with one buffer of each type, full of
 // garbage that every statistic must clear.
-struct Levels {
-    int total = 0, nLevels = 0;
-    int count[16] = {}, size[16] = {}, offset[16] = {};
+struct Levels : rvztest::LevelPlan {
     std::unique_ptr<DeviceArray<double>> d;
     std::unique_ptr<DeviceArray<int>> i;
-    explicit Levels(int n)
+    explicit Levels(int n) : LevelPlan(n)
     {
-        EXPECT_EQ(Tool().GetSizeOfBlock(n, total, nLevels, count, size, offset), 0);
         d = Up(std::vector<double>(total, 7.7e200));
         i = Up(std::vector<int>(total, 12345));
     }
