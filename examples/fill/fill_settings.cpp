@@ -66,7 +66,7 @@ Setter Choice(std::string FillSettings::*field, std::vector<std::string> allowed
 const std::map<std::string, Setter>& Setters()
 {
     static const std::map<std::string, Setter> setters = {
-        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "gmsh"})},
+        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "strip2", "gmsh"})},
         {"mesh", [](FillSettings& s, const Line&, const std::string& v) { s.mesh = v, s.geometry = "gmsh"; }},
         {"length", Real(&FillSettings::length, Positive)},
         {"width", Real(&FillSettings::width, Positive)},
@@ -124,6 +124,7 @@ const std::map<std::string, Setter>& Setters()
         {"cicsam", Switch(&FillSettings::cicsam)},
         {"output_dir", [](FillSettings& s, const Line&, const std::string& v) { s.output_dir = v; }},
         {"output_interval", Real(&FillSettings::output_interval, NotNegative)},
+        {"flow_path", Choice(&FillSettings::flow_path, {"basic", "extended"})},
     };
     return setters;
 }
@@ -157,13 +158,20 @@ FillSettings ParseFillSettings(const std::string& text, const std::string& name)
 {
     FillSettings s;
     const std::map<std::string, int> seen = channel::ParseKeyValues(
-        text, name, [](const std::string& key) { return Setters().count(key) != 0; },
+        text, name, [](const std::string& key) { return Setters().count(key) != 0 || IsExtendedKey(key); },
         [&s](const Line& at, const std::string& value) {
-            Setters().at(at.key)(s, at, value);
+            if (Setters().count(at.key) == 0)
+                ApplyExtendedKey(s.extended, at, value);
+            else
+                Setters().at(at.key)(s, at, value);
             s.line[at.key] = at.number;
         });
     s.source = name;
     ApplyMaterial(s, seen);
+    FinishExtendedSettings(s.extended, name, seen);
+    for (const auto& [key, line] : seen)
+        if (IsExtendedKey(key) && s.flow_path != "extended")
+            Line{name, line, key}.Fail("needs flow_path = extended");
     if (s.geometry == "gmsh" && s.mesh.empty()) FailAt(s, {"geometry"}, "geometry gmsh needs the key 'mesh'");
     if (!(s.mould_temperature <= s.melt_temperature))
         FailAt(s, {"mould_temperature", "melt_temperature"}, "the mould temperature lies above the melt temperature");
@@ -259,6 +267,19 @@ rvzmesh::MeshInput Generate(const FillSettings& s)
     if (s.geometry == "strip") {
         box.sides = {I, W, S, S, W, W};
         return rvzmesh::MakeBox(box);
+    }
+    if (s.geometry == "strip2") {
+        // A gate at each end: the inlet groups inlet_left and inlet_right.
+        box.sides = {I, I, S, S, W, W};
+        rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
+        const int left = in.Group("inlet_left"), right = in.Group("inlet_right");
+        in.faceGroup.resize(in.faceKind.size(), -1);
+        for (size_t f = 0; f < in.faceKind.size(); ++f) {
+            if (in.faceKind[f] != I) continue;
+            const double x = in.x[in.faceNodes[in.faceStart[f]]];
+            in.faceGroup[f] = x < 0.5 * s.length ? left : right;
+        }
+        return in;
     }
     box.sides = {I, W, W, W, W, W};
     rvzmesh::MeshInput in = rvzmesh::MakeBox(box);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "case_file.h"
+#include "fill_gates.h"
 #include "rvzgpu_mesh/Mesh.h"
 
 namespace fill {
@@ -21,7 +22,9 @@ struct FillSettings {
     // box with the whole x = 0 end as the inlet, the y sides symmetry
     // planes: a slit flow between z = 0 and z = thickness), or "gmsh"
     // (the Gmsh MSH 4.1 file `mesh` with physical surfaces inlet, outlet,
-    // wall, symmetry). Giving `mesh` selects gmsh.
+    // wall, symmetry). Giving `mesh` selects gmsh. "strip2": the strip
+    // with a gate at each end, the inlet groups inlet_left (x = 0) and
+    // inlet_right (x = length).
     std::string geometry = "plate";
     std::string mesh;
     double length = 10.0, width = 5.0, thickness = 0.2;
@@ -80,6 +83,12 @@ struct FillSettings {
     // (default: the case name with "_fill"); "none": no files.
     std::string output_dir;
     double output_interval = 0.05;
+
+    // Flow path: "basic", or "extended" (fill_extended_flow.h) with its
+    // gates, switch-over, packing, compressible melt and air-pressure
+    // vents (fill_gates.h); their keys need flow_path = extended.
+    std::string flow_path = "basic";
+    ExtendedFlowSettings extended;
 
     // Where the settings came from (empty: the built-in case) and the line
     // of each key the file gave.

@@ -90,6 +90,7 @@ public:
     double InjectedVolume() const;  // the integral of the inlet flow rate
     bool Full() const;              // every cell filled, or the melt volume equals the cavity's
     int UnfilledCells() const;
+    const GateStates* Gates() const;  // the extended path's gates, or null
     Fields Download() const;
 
 private:
