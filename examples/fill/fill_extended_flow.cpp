@@ -105,6 +105,28 @@ std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& me
     return gate;
 }
 
+// The wall groups of vent_groups; refuses a name of no wall group.
+std::vector<int> VentGroupIds(const FillSettings& s, const rvzmesh::Mesh& m)
+{
+    const rvzmesh::BoundaryList& W = m.list(BoundaryKind::Wall);
+    std::vector<int> ids;
+    for (const std::string& name : s.extended.vent_groups) {
+        int id = m.GroupIndex("wall_" + name);
+        if (id < 0) id = m.GroupIndex(name);
+        bool wall = false;
+        for (int k = 0; id >= 0 && k < W.size(); ++k) wall = wall || W.group[k] == id;
+        if (!wall) FailAt(s, {"vent_groups"}, "'" + name + "' names no wall group of the mesh");
+        ids.push_back(id);
+    }
+    return ids;
+}
+
+void CheckExtendedMesh(const FillSettings& s, const rvzmesh::Mesh& mesh)
+{
+    GateOfInletEntry(s, mesh);
+    VentGroupIds(s, mesh);
+}
+
 struct ExtendedFlow::Impl {
     Impl(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, const rvzmesh::DeviceMesh& device,
          const FlowArrays& arrays, SolveFn solveFn, GradientFn gradientFn);
@@ -192,16 +214,7 @@ ExtendedFlow::Impl::Impl(CRVZGPUtool& tool, const FillSettings& settings, const 
     const rvzmesh::BoundaryList& W = m.list(BoundaryKind::Wall);
     std::vector<double> air(std::max(W.size(), 1), 0.0);
     if (s.extended.vent_air_pressure >= 0.0) {
-        std::vector<int> ids;
-        for (const std::string& name : s.extended.vent_groups) {
-            int id = m.GroupIndex("wall_" + name);
-            if (id < 0) id = m.GroupIndex(name);
-            bool wall = false;
-            for (int k = 0; id >= 0 && k < W.size(); ++k) wall = wall || W.group[k] == id;
-            if (!wall)
-                FailAt(s, {"vent_groups"}, "'" + name + "' names no wall group of the mesh");
-            ids.push_back(id);
-        }
+        const std::vector<int> ids = VentGroupIds(s, m);
         for (int k = 0; k < W.size(); ++k) {
             const bool listed = ids.empty() || std::count(ids.begin(), ids.end(), W.group[k]) > 0;
             air[k] = listed ? s.extended.vent_air_pressure * kDynPerMPa : -1.0;
@@ -263,15 +276,16 @@ void ExtendedFlow::Impl::UploadGates()
     Up(t, old, a.fluxIn);
 }
 
-// d rho/dp over rho at each cell's pressure (and at the gate slots, as
-// their cells), and the thermal term: d rho/dT over rho times the step's
+// d rho/dp over rho at each cell's pressure, weighted by its melt
+// fraction (the air's is not modelled; at the gate slots, as their
+// cells), and the thermal term: d rho/dT over rho times the step's
 // temperature change.
 void ExtendedFlow::Impl::Densities()
 {
     if (!compressible) return;
-    const std::vector<double> p = Down(t, a.p, n);
+    const std::vector<double> p = Down(t, a.p, n), vf = Down(t, a.volf, nc);
     std::vector<double> dd(n, 0.0);
-    for (int c = 0; c < nc; ++c) dd[c] = DensityDerivative(s.extended, s.density, p[c]) / s.density;
+    for (int c = 0; c < nc; ++c) dd[c] = vf[c] * DensityDerivative(s.extended, s.density, p[c]) / s.density;
     const rvzmesh::BoundaryList& in = m.list(BoundaryKind::Inlet);
     for (int k = 0; k < ni; ++k) dd[in.slot[k]] = dd[in.cell[k]];
     ddenDp.Upload(dd);

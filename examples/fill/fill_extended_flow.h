@@ -78,5 +78,8 @@ private:
 // gate g (the group "inlet_<name>" or "<name>"). Refuses a gate naming no
 // inlet group, at its line.
 std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& mesh);
+// Refuses, before the run, gates and vent groups that name no group of
+// their kind in the mesh (SettingsError at the key's line).
+void CheckExtendedMesh(const FillSettings& s, const rvzmesh::Mesh& mesh);
 
 }  // namespace fill

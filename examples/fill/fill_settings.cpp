@@ -9,6 +9,7 @@
 #include <queue>
 #include <vector>
 
+#include "fill_extended_flow.h"
 #include "materials.h"
 
 namespace fill {
@@ -333,6 +334,7 @@ rvzmesh::Mesh BuildCaseMesh(const FillSettings& s)
     }
     const std::string what = file ? "'" + s.mesh + "'" : "the " + s.geometry;
     if (mesh.list(BoundaryKind::Inlet).size() == 0) FailAt(s, {key}, what + " has no face in an 'inlet' group");
+    if (s.flow_path == "extended") CheckExtendedMesh(s, mesh);
     if (!AirCanLeave(mesh))
         FailAt(s, {key}, what + ": no wall or outlet face can be reached from the inlet, so the air has no way out");
     return mesh;
