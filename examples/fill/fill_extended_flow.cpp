@@ -18,7 +18,10 @@ using I = Buf<int>;
 using B = Buf<bool>;
 
 constexpr double kDynPerMPa = 1.0e7;
-constexpr int kStab = 1;  // face coefficients with the non-orthogonality factor |S||d|/(S.d)
+constexpr int kStab = 1;
+// Cells at or above kFull count as full for the last vents (the basic
+// path's snapping bound).
+constexpr double kFull = 0.9999;  // face coefficients with the non-orthogonality factor |S||d|/(S.d)
 
 void Ok(int status, const char* step)
 {
@@ -67,6 +70,12 @@ std::vector<double> Down(CRVZGPUtool& t, const double* device, int n)
 {
     std::vector<double> v(std::max(n, 0));
     if (n > 0) Ok(t.DataCopyDevice2Host(n, v.data(), const_cast<double*>(device)), "DataCopyDevice2Host");
+    return v;
+}
+std::vector<int> DownInt(CRVZGPUtool& t, const int* device, int n)
+{
+    std::vector<int> v(std::max(n, 0));
+    if (n > 0) Ok(t.DataCopyDevice2Host(n, v.data(), const_cast<int*>(device)), "DataCopyDevice2Host");
     return v;
 }
 void Up(CRVZGPUtool& t, std::vector<double> v, double* device)
@@ -363,6 +372,13 @@ void ExtendedFlow::Vents()
     Ok(e.t.CalcPP_FlowE_iIsOutlet2(W.size, 0, kFCRI, W.cell, W.slot, e.a.volf, e.mf, e.walls.air, e.a.ventWall,
                                    Blocks(W.size)),
        "CalcPP_FlowE_iIsOutlet2");
+    // None left and no outlet: the faces of cells not yet full vent, as on
+    // the basic path.
+    const std::vector<int> open = DownInt(e.t, e.a.ventWall, W.size);
+    if (e.outlets.n == 0 && std::count(open.begin(), open.end(), 1) == 0)
+        Ok(e.t.CalcPP_FlowE_iIsOutlet2(W.size, 0, kFull, W.cell, W.slot, e.a.volf, e.mf, e.walls.air, e.a.ventWall,
+                                       Blocks(W.size)),
+           "CalcPP_FlowE_iIsOutlet2");
 }
 
 double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)

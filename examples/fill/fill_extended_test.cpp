@@ -275,6 +275,24 @@ TEST(FillExtendedFlow, SequentialGatingOpensTheSecondGateWhenTheFrontPasses)
         EXPECT_NEAR(r.result.history[k].flowRate, k < openedAt ? 0.4 : 0.8, 1e-9) << "step " << k;
 }
 
+// Vents at an air pressure p_air: an incompressible fill at a flow rate
+// is the same flow with every pressure raised by p_air.
+TEST(FillExtendedFlow, VentAirPressureRaisesThePressureByItsValue)
+{
+    FillSettings zero = Strip("extended"), raised = Strip("extended");
+    zero.extended.vent_air_pressure = 0.0;
+    raised.extended.vent_air_pressure = 0.05;  // MPa
+    const CaseRun a = RunCase(zero), b = RunCase(raised);
+    ASSERT_EQ(a.result.ending, fill::Ending::Full) << a.result.message;
+    ASSERT_EQ(b.result.ending, fill::Ending::Full) << b.result.message;
+    ASSERT_EQ(a.result.history.size(), b.result.history.size());
+    for (size_t k = 0; k < a.result.history.size(); ++k)
+        EXPECT_NEAR(b.result.history[k].inletPressure - a.result.history[k].inletPressure, 0.05, 1e-3 * 0.05)
+            << "step " << k;
+    for (size_t c = 0; c < a.last.arrival.size(); ++c)
+        EXPECT_NEAR(b.last.arrival[c], a.last.arrival[c], 1e-4 * a.result.fillTime) << "cell " << c;
+}
+
 TEST(FillExtendedFlow, PackedMassIsTheIntegralOfTheCompressibility)
 {
     FillSettings s = Strip("extended");
