@@ -130,10 +130,28 @@ std::vector<int> VentGroupIds(const FillSettings& s, const rvzmesh::Mesh& m)
     return ids;
 }
 
+// The wall entries of the moving wall (1), none without one; refuses a
+// name of no wall group.
+std::vector<int> MovingWallFaces(const FillSettings& s, const rvzmesh::Mesh& m)
+{
+    const rvzmesh::BoundaryList& W = m.list(BoundaryKind::Wall);
+    std::vector<int> moving(W.size(), 0);
+    const std::string& name = s.extended.compression_wall;
+    if (name.empty()) return moving;
+    int id = m.GroupIndex("wall_" + name);
+    if (id < 0) id = m.GroupIndex(name);
+    bool any = false;
+    for (int k = 0; id >= 0 && k < W.size(); ++k)
+        if (W.group[k] == id) moving[k] = 1, any = true;
+    if (!any) FailAt(s, {"compression_wall"}, "'" + name + "' is not a wall group of the mesh");
+    return moving;
+}
+
 void CheckExtendedMesh(const FillSettings& s, const rvzmesh::Mesh& mesh)
 {
     GateOfInletEntry(s, mesh);
     VentGroupIds(s, mesh);
+    MovingWallFaces(s, mesh);
 }
 
 struct ExtendedFlow::Impl {
@@ -181,6 +199,13 @@ struct ExtendedFlow::Impl {
     D bufA{t, inT.total}, bufB{t, inT.total}, bufC{t, inT.total};
     int step = 0;
     double dt = 0.0;
+    // Injection-compression: moving wall entries, their inflow flux while
+    // wetted (negative: into the cell), whether the wall moves now.
+    std::vector<int> moving = MovingWallFaces(s, m);
+    const int nw = m.list(BoundaryKind::Wall).size();
+    D movingFlux{t, std::max(nw, 1)}, wallInflowFlux{t, std::max(nw, 1)}, zeroW{t, std::max(nw, 1)};
+    D tSuW{t, std::max(nw, 1)}, tFRW{t, std::max(nw, 1)}, CBvW{t, std::max(nw, 1)};
+    bool compressing = false;
 };
 
 std::vector<GateSpec> ExtendedFlow::Impl::Specs() const
@@ -230,6 +255,14 @@ ExtendedFlow::Impl::Impl(CRVZGPUtool& tool, const FillSettings& settings, const 
         }
     }
     walls.air.Upload(air);
+    if (W.size() > 0) {
+        walls.moving.Upload(moving);
+        std::vector<double> f(W.size(), 0.0);
+        for (int k = 0; k < W.size(); ++k) f[k] = moving[k] ? -s.extended.compression_speed * W.area[k] : 0.0;
+        movingFlux.Upload(f);
+    }
+    wallInflowFlux.Zero();
+    zeroW.Zero();
     outlets.air.Zero();
     mf.Zero();
     none.Zero();
@@ -348,6 +381,10 @@ void ExtendedFlow::BeginStep(int step, double time, double dt, double filledFrac
     if (changed) e.UploadGates();
     Ok(e.t.DataCopyDevice2Device(e.n, static_cast<double*>(e.p0), e.a.p), "copy");
     e.Densities();
+    const ExtendedFlowSettings& x = e.s.extended;
+    e.compressing = !x.compression_wall.empty() && step > 0 && time >= x.compression_start &&
+                    time < x.compression_start + x.compression_stroke / x.compression_speed;
+    if (!e.compressing) e.wallInflowFlux.Zero();
 }
 
 void ExtendedFlow::BoundaryPressure()
@@ -362,6 +399,35 @@ void ExtendedFlow::BoundaryPressure()
         Ok(e.t.CalcPP_FlowE_UpdateBoundaryP_Update_fi(W.size, W.cell, W.slot, e.a.ventWall, e.walls.air, e.a.p,
                                                       Blocks(W.size)),
            "CalcPP_FlowE_UpdateBoundaryP_Update_fi");
+    if (e.compressing) {
+        // The moving wall's velocity, into the cavity, at its slots.
+        const rvzmesh::BoundaryList& H = e.m.list(BoundaryKind::Wall);
+        std::vector<double> u = Down(e.t, e.a.u, e.n), v = Down(e.t, e.a.v, e.n), w = Down(e.t, e.a.w, e.n);
+        const double speed = e.s.extended.compression_speed;
+        for (int k = 0; k < H.size(); ++k)
+            if (e.moving[k]) {
+                u[H.slot[k]] = -speed * H.sx[k] / H.area[k];
+                v[H.slot[k]] = -speed * H.sy[k] / H.area[k];
+                w[H.slot[k]] = -speed * H.sz[k] / H.area[k];
+            }
+        Up(e.t, u, e.a.u), Up(e.t, v, e.a.v), Up(e.t, w, e.a.w);
+    }
+}
+
+void ExtendedFlow::WallInflowVolumeFraction(double* A, double* Su, double* cellFR)
+{
+    Impl& e = *m_;
+    const auto& W = e.L(BoundaryKind::Wall);
+    if (!e.compressing || W.size == 0) return;
+    Ok(e.t.ZeroDeviceMemory(e.N * e.nCol, e.a.scratch), "ZeroDeviceMemory");
+    Ok(e.t.Calc_Vfconv_InletBC_CellFR_Su_CB(W.size, W.nRows, e.N, e.nCol, W.slot, e.wallInflowFlux, e.a.volf, 1.0,
+                                            e.tSuW, e.tFRW, e.CBvW, Su, cellFR, W.mapPx, W.mapPy, e.a.scratch, W.rows,
+                                            Blocks(W.size), Blocks(W.nRows)),
+       "Calc_Vfconv_InletBC_CellFR_Su_CB");
+    Ok(e.t.ZeroDeviceMemory(e.N * e.nCol, e.a.scratch), "ZeroDeviceMemory");
+    Ok(e.t.Calc_Vfconv_InletAi(W.size, W.nRows, e.N, e.nCol, W.mapPx, W.mapPy, e.CBvW, e.a.scratch, A, W.rows,
+                               Blocks(W.size), Blocks(W.nRows)),
+       "Calc_Vfconv_InletAi");
 }
 
 void ExtendedFlow::Vents()
@@ -436,7 +502,7 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
         VentList& l = vt.list;
         if (l.n == 0) continue;
         const int lb = Blocks(l.n), rb = Blocks(l.list.nRows);
-        Ok(t.CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true(l.n, 0, 0.0, 0, kFCRI, l.list.slot, vt.flags, a.volf, l.air,
+        Ok(t.CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true(l.n, 0, 0.0, e.compressing ? 1 : 0, kFCRI, l.list.slot, vt.flags, a.volf, l.air,
                                                                l.moving, a.p, a.pp, l.judge1A, l.judge5A, lb),
            "CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true");
         l.a.Zero();
@@ -448,6 +514,15 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
         Ok(t.CalcPP_SetPPWall_Update_AiSu(l.n, l.list.nRows, N, nCol, l.mfe, l.a, l.judge1A, l.t1, l.t2, a.A, a.source,
                                           l.list.mapPx, l.list.mapPy, l.list.rows, a.scratch, lb, rb),
            "CalcPP_SetPPWall_Update_AiSu");
+        if (e.compressing && &l == &e.walls) {
+            // The moving wall's wetted faces: their fixed inflow into the
+            // right-hand side (no diagonal term).
+            Ok(t.ZeroDeviceMemory(N * nCol, a.scratch), "ZeroDeviceMemory");
+            Ok(t.CalcPP_SetPPWall_Update_AiSu(l.n, l.list.nRows, N, nCol, e.movingFlux, e.zeroW, l.judge5A, l.t1, l.t2,
+                                              a.A, a.source, l.list.mapPx, l.list.mapPy, l.list.rows, a.scratch, lb,
+                                              rb),
+               "CalcPP_SetPPWall_Update_AiSu");
+        }
     }
     // The compressible melt's time term, then the final diagonal.
     if (e.compressible)
@@ -483,7 +558,7 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
         VentList& l = vt.list;
         if (l.n == 0) continue;
         double out = 0.0;
-        Ok(t.CalcPP_FlowE_CorrectWallVel_TotalMass(l.n, 0, kFCRI, l.list.cell, l.list.slot, vt.flags, l.moving,
+        Ok(t.CalcPP_FlowE_CorrectWallVel_TotalMass(l.n, e.compressing ? 1 : 0, kFCRI, l.list.cell, l.list.slot, vt.flags, l.moving,
                                                    l.list.sx, l.list.sy, l.list.sz, d.xc, d.yc, d.zc, a.volf, a.pp,
                                                    a.APR, d.volume, a.u, a.v, a.w, l.mfe, out, l.buf, l.table.nLevels,
                                                    l.table.count, l.table.offset, l.table.total, l.table.size),
@@ -507,6 +582,20 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
                                                     e.inT.total, e.inT.size),
            "CalcPP_FlowE_CorrectInletVel_TotalMass");
         Ok(t.DataCopyDevice2Device(ni, a.fluxIn, static_cast<double*>(e.mfeIn)), "copy");
+    }
+    if (e.compressing) {
+        // The moving wall's inflow: its faces whose cell holds melt (the
+        // slot carries the cell's fraction), for the volume bookkeeping and
+        // the volume-fraction system.
+        const rvzmesh::BoundaryList& H = e.m.list(BoundaryKind::Wall);
+        const std::vector<double> vf = Down(t, a.volf, e.n);
+        std::vector<double> f(std::max(H.size(), 1), 0.0);
+        for (int k = 0; k < H.size(); ++k)
+            if (e.moving[k] && vf[H.slot[k]] > kFCRI) {
+                f[k] = -e.s.extended.compression_speed * H.area[k];
+                inflow -= f[k];
+            }
+        e.wallInflowFlux.Upload(f);
     }
     return imbalance;
 }

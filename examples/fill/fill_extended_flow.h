@@ -53,8 +53,12 @@ public:
     // pressure of the step start and the density derivatives of each cell.
     // `step` counts time steps (0: the start, no time term).
     void BeginStep(int step, double time, double dt, double filledFraction);
-    // The pressure at the gate and wall slots before the gradients.
+    // The pressure at the gate and wall slots before the gradients, and
+    // the velocity of a moving wall's slots while it moves.
     void BoundaryPressure();
+    // The melt inflow of a moving wall's wetted faces into the volume-
+    // fraction system (right-hand side, diagonal, fill rates).
+    void WallInflowVolumeFraction(double* A, double* Su, double* cellFR);
     // One pressure correction; returns the sum of |cell imbalance| before
     // it and sets `inflow`, the volume flow in through the open gates.
     double PressureCorrection(double relaxPressure, double& inflow);
@@ -78,8 +82,8 @@ private:
 // gate g (the group "inlet_<name>" or "<name>"). Refuses a gate naming no
 // inlet group, at its line.
 std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& mesh);
-// Refuses, before the run, gates and vent groups that name no group of
-// their kind in the mesh (SettingsError at the key's line).
+// Refuses, before the run, gates, vent groups and a moving wall that name
+// no group of their kind in the mesh (SettingsError at the key's line).
 void CheckExtendedMesh(const FillSettings& s, const rvzmesh::Mesh& mesh);
 
 }  // namespace fill

@@ -95,7 +95,8 @@ bool IsExtendedKey(const std::string& key)
     static const std::set<std::string> keys = {"gates",          "switch_over_fraction", "holding_pressure",
                                                "pack_time",      "compressibility",      "drho_dp",
                                                "tait_b",         "tait_c",               "drho_dT",
-                                               "vent_air_pressure", "vent_groups"};
+                                               "vent_air_pressure", "vent_groups", "compression_wall",
+                                               "compression_speed", "compression_start", "compression_stroke"};
     std::string name, what;
     return keys.count(key) != 0 || SplitGateKey(key, name, what);
 }
@@ -131,6 +132,16 @@ void ApplyExtendedKey(ExtendedFlowSettings& s, const Line& at, const std::string
         s.vent_air_pressure = channel::ToDouble(at, value);
     } else if (k == "vent_groups") {
         s.vent_groups = Names(at, value);
+    } else if (k == "compression_wall") {
+        const std::vector<std::string> names = Names(at, value);
+        if (names.size() != 1) at.Fail("names one wall group");
+        s.compression_wall = names[0];
+    } else if (k == "compression_speed") {
+        s.compression_speed = channel::Positive(at, channel::ToDouble(at, value));
+    } else if (k == "compression_start") {
+        s.compression_start = channel::NotNegative(at, channel::ToDouble(at, value));
+    } else if (k == "compression_stroke") {
+        s.compression_stroke = channel::Positive(at, channel::ToDouble(at, value));
     }
 }
 
@@ -150,6 +161,9 @@ void FinishExtendedSettings(ExtendedFlowSettings& s, const std::string& file, co
     }
     if (s.switch_over_fraction > 0.0 && lines.count("holding_pressure") == 0)
         Line{file, lines.at("switch_over_fraction"), "switch_over_fraction"}.Fail("a switch-over needs holding_pressure");
+    for (const char* key : {"compression_speed", "compression_stroke"})
+        if (!s.compression_wall.empty() && lines.count(key) == 0)
+            Line{file, lines.at("compression_wall"), "compression_wall"}.Fail(std::string("a moving wall needs ") + key);
     if (s.compressibility == "constant" && lines.count("drho_dp") == 0)
         Line{file, lines.at("compressibility"), "compressibility"}.Fail("constant compressibility needs drho_dp");
 }

@@ -58,11 +58,19 @@ struct ExtendedFlowSettings {
     // vent_air_pressure: the vents of the basic path.
     double vent_air_pressure = -1.0;
     std::vector<std::string> vent_groups;
+    // Injection-compression: the wall group compression_wall ("wall_<name>"
+    // or "<name>") moves into the cavity at compression_speed (cm/s) from
+    // compression_start (s) for compression_stroke (cm). On the fixed mesh
+    // its wetted faces carry a melt inflow of the speed times their area.
+    std::string compression_wall;
+    double compression_speed = 0.0, compression_start = 0.0, compression_stroke = 0.0;
 };
 
 // Reads one key of the extended flow path into `s` (gates, gate_<name>_*,
 // switch_over_fraction, holding_pressure, pack_time, compressibility,
-// drho_dp, tait_b, tait_c, drho_dT, vent_air_pressure, vent_groups);
+// drho_dp, tait_b, tait_c, drho_dT, vent_air_pressure, vent_groups,
+// compression_wall, compression_speed, compression_start,
+// compression_stroke);
 // returns false for a key that is not one of them. `value` is refused at
 // `at` when it is malformed.
 bool IsExtendedKey(const std::string& key);

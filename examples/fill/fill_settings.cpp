@@ -267,7 +267,17 @@ rvzmesh::MeshInput Generate(const FillSettings& s)
     const BoundaryKind W = BoundaryKind::Wall, S = BoundaryKind::Symmetry, I = BoundaryKind::Inlet;
     if (s.geometry == "strip") {
         box.sides = {I, W, S, S, W, W};
-        return rvzmesh::MakeBox(box);
+        // The wall z = thickness is the group wall_top.
+        rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
+        const int top = in.Group("wall_top");
+        in.faceGroup.resize(in.faceKind.size(), -1);
+        for (size_t f = 0; f < in.faceKind.size(); ++f) {
+            bool onTop = in.faceKind[f] == W;
+            for (int k = in.faceStart[f]; k < in.faceStart[f + 1]; ++k)
+                onTop = onTop && std::fabs(in.z[in.faceNodes[k]] - s.thickness) < 1e-12 * s.thickness;
+            if (onTop) in.faceGroup[f] = top;
+        }
+        return in;
     }
     if (s.geometry == "strip2") {
         // A gate at each end: the inlet groups inlet_left and inlet_right.

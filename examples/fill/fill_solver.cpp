@@ -634,6 +634,7 @@ void Filling::State::AssembleVolumeFraction()
     Ok(t.Calc_Vfconv_InletAi(ni, In.nRows, N, nCol, In.mapPx, In.mapPy, CBv, scratch, A, In.rows, Blocks(ni),
                              Blocks(In.nRows)),
        "Calc_Vfconv_InletAi");
+    if (ext) ext->WallInflowVolumeFraction(A, Su, cellFR);
 }
 
 // Puts the volume lost or gained by the solve, the snapping and melt that
