@@ -103,14 +103,8 @@ std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& me
                 "' with inlet faces)");
         groupGate[id] = static_cast<int>(g);
     }
-    for (int k = 0; k < in.size(); ++k) {
-        gate[k] = in.group[k] >= 0 ? groupGate[in.group[k]] : -1;
-        if (gate[k] < 0) {
-            // Inlet faces of no listed gate stay closed: a gate of their own
-            // that never opens would be one more rule; they are walls.
-            gate[k] = -1;
-        }
-    }
+    // Inlet faces of no listed gate: -1 (closed for the whole run).
+    for (int k = 0; k < in.size(); ++k) gate[k] = in.group[k] >= 0 ? groupGate[in.group[k]] : -1;
     return gate;
 }
 

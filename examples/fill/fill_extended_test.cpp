@@ -369,6 +369,10 @@ TEST(FillExtendedFlow, PackedMassIsTheIntegralOfTheCompressibility)
     }
     const double added = s.density * (injectedEnd - injectedAtFull);
     EXPECT_GT(rise, 1e5);  // the pressure did rise under the holding pressure
+    // Switched over to the holding pressure before the end of filling.
+    EXPECT_NEAR(r.result.history.back().inletPressure, 1.0, 1e-9);
+    for (const fill::StepRecord& rec : r.result.history)
+        if (rec.filledFraction < 0.9 - 1e-9) EXPECT_DOUBLE_EQ(rec.flowRate, 0.4);
     EXPECT_NEAR(added, expected, 1e-3 * expected);
 }
 
