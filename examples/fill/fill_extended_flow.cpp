@@ -328,7 +328,7 @@ void ExtendedFlow::Impl::Densities()
     if (s.extended.drho_dT != 0.0) {
         const std::vector<double> T = Down(t, a.T, nc);
         std::vector<double> term(std::max(nc, 1), 0.0);
-        for (int c = 0; c < nc; ++c) term[c] = s.extended.drho_dT / s.density * (T[c] - T0[c]);
+        for (int c = 0; c < nc; ++c) term[c] = vf[c] * s.extended.drho_dT / s.density * (T[c] - T0[c]);
         ddenDT.Upload(term);
         T0 = T;
     }

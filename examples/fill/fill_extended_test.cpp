@@ -376,6 +376,47 @@ TEST(FillExtendedFlow, PackedMassIsTheIntegralOfTheCompressibility)
     EXPECT_NEAR(added, expected, 1e-3 * expected);
 }
 
+// The thermal term: a melt cooling in a cold mould while the gate holds
+// the full cavity at pressure takes in the mass of its shrinkage. The term
+// of step k is d rho/dT times the temperature change of step k - 1 (the
+// temperature step follows the flow), so the packed mass from the end of
+// step j to the end of step N is the sum of V (d rho/dp (p_N - p_j) +
+// d rho/dT (T_{N-1} - T_{j-1})). The window starts two steps after the
+// cavity is full, once the last cells filled have taken the melt's heat.
+TEST(FillExtendedFlow, PackedMassIncludesTheThermalShrinkage)
+{
+    FillSettings s = Strip("extended");
+    s.thermal = "non-isothermal";
+    s.mould_temperature = 50.0;
+    s.heat_transfer = 0.0;
+    s.extended.switch_over_fraction = 0.9;
+    s.extended.holding_pressure = 1.0;
+    s.extended.pack_time = 0.2;
+    s.extended.compressibility = "constant";
+    s.extended.drho_dp = 1e-3;
+    s.extended.drho_dT = -5e-4;  // g/cm^3 per K
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    std::vector<std::vector<double>> T, p;
+    std::vector<double> injected;
+    std::vector<char> full;
+    const CaseRun r = RunCase(s, [&](const fill::Filling& f, const fill::StepRecord&) {
+        const fill::Fields now = f.Download();
+        T.push_back(now.T), p.push_back(now.p), injected.push_back(f.InjectedVolume()), full.push_back(f.Full());
+    });
+    ASSERT_EQ(r.result.ending, fill::Ending::Full) << r.result.message;
+    const size_t j = std::find(full.begin(), full.end(), 1) - full.begin() + 2, N = full.size() - 1;
+    ASSERT_GT(j, 0u);
+    ASSERT_GT(N, j + 2);
+    double pressure = 0.0, thermal = 0.0;
+    for (int c = 0; c < mesh.nCells; ++c) {
+        pressure += mesh.volume[c] * s.extended.drho_dp * 1e-7 * (p[N][c] - p[j][c]);
+        thermal += mesh.volume[c] * s.extended.drho_dT * (T[N - 1][c] - T[j - 1][c]);
+    }
+    EXPECT_GT(thermal, 0.1 * std::fabs(pressure));  // the melt did cool and shrink
+    const double added = s.density * (injected[N] - injected[j]);
+    EXPECT_NEAR(added, pressure + thermal, 1e-3 * std::fabs(pressure + thermal));
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
