@@ -25,7 +25,8 @@ constexpr double kFull = 0.9999;  // face coefficients with the non-orthogonalit
 
 void Ok(int status, const char* step)
 {
-    if (status != 0) throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
+    if (status != 0)
+        throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
 }
 
 struct Table {
@@ -49,10 +50,19 @@ void UploadFlags(CRVZGPUtool& t, const std::vector<int>& v, bool* device)
 // A vent list (the walls or the outlets) as the extended correction sees it.
 struct VentList {
     VentList(CRVZGPUtool& t, const rvzmesh::DeviceBoundaryList& l, std::vector<int> flags)
-        : list(l), n(l.size), isOutlet(t, flags.empty() ? std::vector<int>(1, 0) : flags),
-          air(t, std::max(n, 1)), moving(t, std::vector<int>(std::max(n, 1), 0)), a(t, std::max(n, 1)),
-          mfe(t, std::max(n, 1)), t1(t, std::max(n, 1)), t2(t, std::max(n, 1)), judge1A(t, std::max(n, 1)),
-          judge5A(t, std::max(n, 1)), table(TableFor(t, n)), buf(t, table.total)
+        : list(l),
+          n(l.size),
+          isOutlet(t, flags.empty() ? std::vector<int>(1, 0) : flags),
+          air(t, std::max(n, 1)),
+          moving(t, std::vector<int>(std::max(n, 1), 0)),
+          a(t, std::max(n, 1)),
+          mfe(t, std::max(n, 1)),
+          t1(t, std::max(n, 1)),
+          t2(t, std::max(n, 1)),
+          judge1A(t, std::max(n, 1)),
+          judge5A(t, std::max(n, 1)),
+          table(TableFor(t, n)),
+          buf(t, table.total)
     {
     }
     const rvzmesh::DeviceBoundaryList& list;
@@ -216,7 +226,13 @@ std::vector<GateSpec> ExtendedFlow::Impl::Specs() const
 ExtendedFlow::Impl::Impl(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
                          const rvzmesh::DeviceMesh& device, const FlowArrays& arrays, SolveFn solveFn,
                          GradientFn gradientFn)
-    : t(tool), s(settings), m(mesh), d(device), a(arrays), solve(std::move(solveFn)), gradient(std::move(gradientFn)),
+    : t(tool),
+      s(settings),
+      m(mesh),
+      d(device),
+      a(arrays),
+      solve(std::move(solveFn)),
+      gradient(std::move(gradientFn)),
       gateOf(GateOfInletEntry(settings, mesh)),
       walls(tool, device.boundary[static_cast<int>(BoundaryKind::Wall)], {}),
       outlets(tool, device.boundary[static_cast<int>(BoundaryKind::Outlet)],
@@ -279,8 +295,7 @@ void ExtendedFlow::Impl::UploadGates()
     std::vector<int> open(ni), st(nGates, 1), open1(ni), outPP(ni);
     std::vector<double> press(ni, 0.0), fin(ni, 0.0);
     for (int g = 0; g < gates.size(); ++g) st[g] = gates.control(g) == GateControl::Pressure ? 2 : 1;
-    std::vector<double> u = Down(t, a.u, n), v = Down(t, a.v, n),
-                        w = Down(t, a.w, n);
+    std::vector<double> u = Down(t, a.u, n), v = Down(t, a.v, n), w = Down(t, a.w, n);
     for (int k = 0; k < ni; ++k) {
         const int g = gateOf[k];
         const bool isOpen = g < gates.size() && gates.open(g);
@@ -355,8 +370,14 @@ double ExtendedFlow::FixedInflow() const
     return q;
 }
 
-const GateStates& ExtendedFlow::gates() const { return m_->gates; }
-const std::vector<int>& ExtendedFlow::gateOfEntry() const { return m_->gateOf; }
+const GateStates& ExtendedFlow::gates() const
+{
+    return m_->gates;
+}
+const std::vector<int>& ExtendedFlow::gateOfEntry() const
+{
+    return m_->gateOf;
+}
 
 void ExtendedFlow::BeginStep(int step, double time, double dt, double filledFraction)
 {
@@ -370,8 +391,8 @@ void ExtendedFlow::BeginStep(int step, double time, double dt, double filledFrac
     };
     bool changed = step == 0;
     changed = e.gates.Open(time, filledAt) || changed;
-    changed = e.gates.SwitchOver(filledFraction, e.s.extended.switch_over_fraction, e.s.extended.holding_pressure) ||
-              changed;
+    changed =
+        e.gates.SwitchOver(filledFraction, e.s.extended.switch_over_fraction, e.s.extended.holding_pressure) || changed;
     if (changed) e.UploadGates();
     Ok(e.t.DataCopyDevice2Device(e.n, static_cast<double*>(e.p0), e.a.p), "copy");
     e.Densities();
@@ -496,8 +517,9 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
         VentList& l = vt.list;
         if (l.n == 0) continue;
         const int lb = Blocks(l.n), rb = Blocks(l.list.nRows);
-        Ok(t.CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true(l.n, 0, 0.0, e.compressing ? 1 : 0, kFCRI, l.list.slot, vt.flags, a.volf, l.air,
-                                                               l.moving, a.p, a.pp, l.judge1A, l.judge5A, lb),
+        Ok(t.CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true(l.n, 0, 0.0, e.compressing ? 1 : 0, kFCRI, l.list.slot,
+                                                              vt.flags, a.volf, l.air, l.moving, a.p, a.pp, l.judge1A,
+                                                              l.judge5A, lb),
            "CalcPP_SetPPWall_UpdateP_PP_judge1A_judge5A_true");
         l.a.Zero();
         l.mfe.Zero();
@@ -532,8 +554,8 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
     // pressure gates 0, flow-rate and closed gates the cell's.
     for (Vent& vt : vents)
         if (vt.list.n > 0)
-            Ok(t.CalcPP_FlowE_UpdateBoundaryPP_Update_fi(vt.list.n, vt.list.list.cell, vt.list.list.slot, vt.flags, a.pp,
-                                                         Blocks(vt.list.n)),
+            Ok(t.CalcPP_FlowE_UpdateBoundaryPP_Update_fi(vt.list.n, vt.list.list.cell, vt.list.list.slot, vt.flags,
+                                                         a.pp, Blocks(vt.list.n)),
                "CalcPP_FlowE_UpdateBoundaryPP_Update_fi");
     if (e.ns > 0)
         Ok(t.CalcPP_FlowE_Update_fi_OutletSymm(e.ns, S.cell, S.slot, a.pp, Blocks(e.ns)),
@@ -552,10 +574,10 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
         VentList& l = vt.list;
         if (l.n == 0) continue;
         double out = 0.0;
-        Ok(t.CalcPP_FlowE_CorrectWallVel_TotalMass(l.n, e.compressing ? 1 : 0, kFCRI, l.list.cell, l.list.slot, vt.flags, l.moving,
-                                                   l.list.sx, l.list.sy, l.list.sz, d.xc, d.yc, d.zc, a.volf, a.pp,
-                                                   a.APR, d.volume, a.u, a.v, a.w, l.mfe, out, l.buf, l.table.nLevels,
-                                                   l.table.count, l.table.offset, l.table.total, l.table.size),
+        Ok(t.CalcPP_FlowE_CorrectWallVel_TotalMass(
+               l.n, e.compressing ? 1 : 0, kFCRI, l.list.cell, l.list.slot, vt.flags, l.moving, l.list.sx, l.list.sy,
+               l.list.sz, d.xc, d.yc, d.zc, a.volf, a.pp, a.APR, d.volume, a.u, a.v, a.w, l.mfe, out, l.buf,
+               l.table.nLevels, l.table.count, l.table.offset, l.table.total, l.table.size),
            "CalcPP_FlowE_CorrectWallVel_TotalMass");
         Ok(t.DataCopyDevice2Device(l.n, vt.fluxV, static_cast<double*>(l.mfe)), "copy");
     }

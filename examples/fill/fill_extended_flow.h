@@ -33,7 +33,7 @@ namespace fill {
 struct FlowArrays {
     double *u, *v, *w, *p, *pp, *APR, *dp[3], *dpp[3], *flux, *mfe, *aE, *aW, *A, *scratch, *source, *volf;
     double *fluxIn, *fluxWall, *fluxOut, *T;
-    int *ventWall;  // 1: the wall face vents
+    int* ventWall;  // 1: the wall face vents
 };
 
 class ExtendedFlow {

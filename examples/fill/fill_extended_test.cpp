@@ -181,7 +181,8 @@ struct CaseRun {
     double cavity = 0.0;
 };
 
-CaseRun RunCase(const FillSettings& s, const std::function<void(const fill::Filling&, const fill::StepRecord&)>& more = {})
+CaseRun RunCase(const FillSettings& s,
+                const std::function<void(const fill::Filling&, const fill::StepRecord&)>& more = {})
 {
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
     CaseRun r;
@@ -262,9 +263,8 @@ TEST(FillExtendedFlow, SequentialGatingOpensTheSecondGateWhenTheFrontPasses)
     int pointCell = 0;
     for (int c = 0; c < mesh.nCells; ++c)
         if (std::fabs(mesh.xc[c] - 3.125) < 1e-9 && mesh.zc[c] < 0.1) pointCell = c;
-    const CaseRun r = RunCase(s, [&](const fill::Filling& f, const fill::StepRecord&) {
-        frontVolf.push_back(f.Download().volf[pointCell]);
-    });
+    const CaseRun r = RunCase(
+        s, [&](const fill::Filling& f, const fill::StepRecord&) { frontVolf.push_back(f.Download().volf[pointCell]); });
     ASSERT_EQ(r.result.ending, fill::Ending::Full) << r.result.message;
     // The gate opens at the start of the step after the one that fills
     // the point's cell; until then only the left gate feeds.

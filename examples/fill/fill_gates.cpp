@@ -56,9 +56,12 @@ void ApplyGateKey(GateSpec& g, const Line& at, const std::string& what, const st
 {
     g.line[what] = at.number;
     if (what == "control") {
-        if (value == "flow_rate") g.control = GateControl::FlowRate;
-        else if (value == "pressure") g.control = GateControl::Pressure;
-        else at.Fail("must be one of flow_rate, pressure");
+        if (value == "flow_rate")
+            g.control = GateControl::FlowRate;
+        else if (value == "pressure")
+            g.control = GateControl::Pressure;
+        else
+            at.Fail("must be one of flow_rate, pressure");
     } else if (what == "flow_rate") {
         g.flow_rate = channel::Positive(at, channel::ToDouble(at, value));
     } else if (what == "pressure") {
@@ -92,11 +95,21 @@ void ApplyGateKey(GateSpec& g, const Line& at, const std::string& what, const st
 
 bool IsExtendedKey(const std::string& key)
 {
-    static const std::set<std::string> keys = {"gates",          "switch_over_fraction", "holding_pressure",
-                                               "pack_time",      "compressibility",      "drho_dp",
-                                               "tait_b",         "tait_c",               "drho_dT",
-                                               "vent_air_pressure", "vent_groups", "compression_wall",
-                                               "compression_speed", "compression_start", "compression_stroke"};
+    static const std::set<std::string> keys = {"gates",
+                                               "switch_over_fraction",
+                                               "holding_pressure",
+                                               "pack_time",
+                                               "compressibility",
+                                               "drho_dp",
+                                               "tait_b",
+                                               "tait_c",
+                                               "drho_dT",
+                                               "vent_air_pressure",
+                                               "vent_groups",
+                                               "compression_wall",
+                                               "compression_speed",
+                                               "compression_start",
+                                               "compression_stroke"};
     std::string name, what;
     return keys.count(key) != 0 || SplitGateKey(key, name, what);
 }
@@ -151,7 +164,8 @@ void FinishExtendedSettings(ExtendedFlowSettings& s, const std::string& file, co
         const auto at = [&](const std::string& what) {
             return Line{file, g.line.at(what), "gate_" + g.name + "_" + what};
         };
-        if (g.line.count("listed") == 0) at(g.line.begin()->first).Fail("gate '" + g.name + "' is not listed in 'gates'");
+        if (g.line.count("listed") == 0)
+            at(g.line.begin()->first).Fail("gate '" + g.name + "' is not listed in 'gates'");
         if (g.control == GateControl::FlowRate && g.line.count("flow_rate") == 0)
             Line{file, g.line.at("listed"), "gates"}.Fail("gate '" + g.name + "' under flow-rate control needs gate_" +
                                                           g.name + "_flow_rate");
@@ -160,10 +174,12 @@ void FinishExtendedSettings(ExtendedFlowSettings& s, const std::string& file, co
                                                           g.name + "_pressure");
     }
     if (s.switch_over_fraction > 0.0 && lines.count("holding_pressure") == 0)
-        Line{file, lines.at("switch_over_fraction"), "switch_over_fraction"}.Fail("a switch-over needs holding_pressure");
+        Line{file, lines.at("switch_over_fraction"), "switch_over_fraction"}.Fail(
+            "a switch-over needs holding_pressure");
     for (const char* key : {"compression_speed", "compression_stroke"})
         if (!s.compression_wall.empty() && lines.count(key) == 0)
-            Line{file, lines.at("compression_wall"), "compression_wall"}.Fail(std::string("a moving wall needs ") + key);
+            Line{file, lines.at("compression_wall"), "compression_wall"}.Fail(std::string("a moving wall needs ") +
+                                                                              key);
     if (s.compressibility == "constant" && lines.count("drho_dp") == 0)
         Line{file, lines.at("compressibility"), "compressibility"}.Fail("constant compressibility needs drho_dp");
 }
@@ -196,7 +212,8 @@ bool GateStates::Open(double time, const std::function<bool(int)>& filledAt)
     for (int g = 0; g < size(); ++g) {
         if (open_[g]) continue;
         const GateSpec& s = gates_[g];
-        const bool now = s.opening == GateOpening::Always || (s.opening == GateOpening::AtTime && time >= s.open_time) ||
+        const bool now = s.opening == GateOpening::Always ||
+                         (s.opening == GateOpening::AtTime && time >= s.open_time) ||
                          (s.opening == GateOpening::AtFront && filledAt(g));
         if (now) open_[g] = 1, opened = true;
     }

@@ -21,14 +21,14 @@ enum class GateControl { FlowRate, Pressure };
 enum class GateOpening { Always, AtTime, AtFront };
 
 struct GateSpec {
-    std::string name;      // the mesh's inlet group, "inlet_<name>" or "<name>"
+    std::string name;  // the mesh's inlet group, "inlet_<name>" or "<name>"
     GateControl control = GateControl::FlowRate;
     double flow_rate = 0.0;  // cm^3/s
     double pressure = 0.0;   // MPa
     GateOpening opening = GateOpening::Always;
-    double open_time = 0.0;               // s, AtTime
-    double point[3] = {0.0, 0.0, 0.0};    // cm, AtFront
-    std::map<std::string, int> line;      // line of each of its keys ("gate_<name>_<what>")
+    double open_time = 0.0;             // s, AtTime
+    double point[3] = {0.0, 0.0, 0.0};  // cm, AtFront
+    std::map<std::string, int> line;    // line of each of its keys ("gate_<name>_<what>")
 };
 
 // Settings of the extended flow path (flow_path = extended).
