@@ -10,6 +10,7 @@
 #include <queue>
 #include <vector>
 
+#include "fill_extended_flow.h"
 #include "materials.h"
 
 namespace fill {
@@ -113,7 +114,7 @@ Setter GroupValues(std::vector<std::pair<std::string, double>> FillSettings::*fi
 const std::map<std::string, Setter>& Setters()
 {
     static const std::map<std::string, Setter> setters = {
-        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "disk", "gmsh"})},
+        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "strip2", "disk", "gmsh"})},
         {"mesh", [](FillSettings& s, const Line&, const std::string& v) { s.mesh = v, s.geometry = "gmsh"; }},
         {"length", Real(&FillSettings::length, Positive)},
         {"width", Real(&FillSettings::width, Positive)},
@@ -208,6 +209,7 @@ const std::map<std::string, Setter>& Setters()
         {"second_fluid_gates", [](FillSettings& s, const Line&, const std::string& v) { s.second_fluid_gates = v; }},
         {"second_fluid_start_time", Real(&FillSettings::second_fluid_start_time, NotNegative)},
         {"second_fluid_start_fraction", Real(&FillSettings::second_fluid_start_fraction, NotNegative)},
+        {"flow_path", Choice(&FillSettings::flow_path, {"basic", "extended"})},
     };
     return setters;
 }
@@ -241,13 +243,20 @@ FillSettings ParseFillSettings(const std::string& text, const std::string& name)
 {
     FillSettings s;
     const std::map<std::string, int> seen = channel::ParseKeyValues(
-        text, name, [](const std::string& key) { return Setters().count(key) != 0; },
+        text, name, [](const std::string& key) { return Setters().count(key) != 0 || IsExtendedKey(key); },
         [&s](const Line& at, const std::string& value) {
-            Setters().at(at.key)(s, at, value);
+            if (Setters().count(at.key) == 0)
+                ApplyExtendedKey(s.extended, at, value);
+            else
+                Setters().at(at.key)(s, at, value);
             s.line[at.key] = at.number;
         });
     s.source = name;
     ApplyMaterial(s, seen);
+    FinishExtendedSettings(s.extended, name, seen);
+    for (const auto& [key, line] : seen)
+        if (IsExtendedKey(key) && s.flow_path != "extended")
+            Line{name, line, key}.Fail("needs flow_path = extended");
     if (s.geometry == "gmsh" && s.mesh.empty()) FailAt(s, {"geometry"}, "geometry gmsh needs the key 'mesh'");
     if (s.second_fluid != "none") {
         if (s.vof_path != "extended")
@@ -356,7 +365,30 @@ rvzmesh::MeshInput Generate(const FillSettings& s)
     const BoundaryKind W = BoundaryKind::Wall, S = BoundaryKind::Symmetry, I = BoundaryKind::Inlet;
     if (s.geometry == "strip") {
         box.sides = {I, W, S, S, W, W};
-        return rvzmesh::MakeBox(box);
+        // The wall z = thickness is the group wall_top.
+        rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
+        const int top = in.Group("wall_top");
+        in.faceGroup.resize(in.faceKind.size(), -1);
+        for (size_t f = 0; f < in.faceKind.size(); ++f) {
+            bool onTop = in.faceKind[f] == W;
+            for (int k = in.faceStart[f]; k < in.faceStart[f + 1]; ++k)
+                onTop = onTop && std::fabs(in.z[in.faceNodes[k]] - s.thickness) < 1e-12 * s.thickness;
+            if (onTop) in.faceGroup[f] = top;
+        }
+        return in;
+    }
+    if (s.geometry == "strip2") {
+        // A gate at each end: the inlet groups inlet_left and inlet_right.
+        box.sides = {I, I, S, S, W, W};
+        rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
+        const int left = in.Group("inlet_left"), right = in.Group("inlet_right");
+        in.faceGroup.resize(in.faceKind.size(), -1);
+        for (size_t f = 0; f < in.faceKind.size(); ++f) {
+            if (in.faceKind[f] != I) continue;
+            const double x = in.x[in.faceNodes[in.faceStart[f]]];
+            in.faceGroup[f] = x < 0.5 * s.length ? left : right;
+        }
+        return in;
     }
     if (s.geometry == "disk") {
         // The box [gate_radius, radius] x [0, angle] x [0, thickness] in
@@ -423,6 +455,7 @@ rvzmesh::Mesh BuildCaseMesh(const FillSettings& s)
     }
     const std::string what = file ? "'" + s.mesh + "'" : "the " + s.geometry;
     if (mesh.list(BoundaryKind::Inlet).size() == 0) FailAt(s, {key}, what + " has no face in an 'inlet' group");
+    if (s.flow_path == "extended") CheckExtendedMesh(s, mesh);
     if (!AirCanLeave(mesh))
         FailAt(s, {key}, what + ": no wall or outlet face can be reached from the inlet, so the air has no way out");
     CheckExtendedEnergyGroups(s, mesh);

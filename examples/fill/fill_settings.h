@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "case_file.h"
+#include "fill_gates.h"
 #include "rvzgpu_mesh/Mesh.h"
 
 namespace fill {
@@ -27,6 +28,8 @@ struct FillSettings {
     // thin disk, radius gate_radius .. radius, angle sector_angle degrees,
     // of thickness, fed through its inner rim (the centre gate), the two
     // cut faces symmetry planes; nx cells along the radius, ny around.
+    // "strip2": the strip with a gate at each end, the inlet groups
+    // inlet_left (x = 0) and inlet_right (x = length).
     std::string geometry = "plate";
     std::string mesh;
     double length = 10.0, width = 5.0, thickness = 0.2;
@@ -120,6 +123,12 @@ struct FillSettings {
     // (default: the case name with "_fill"); "none": no files.
     std::string output_dir;
     double output_interval = 0.05;
+
+    // Flow path: "basic", or "extended" (fill_extended_flow.h) with its
+    // gates, switch-over, packing, compressible melt and air-pressure
+    // vents (fill_gates.h); their keys need flow_path = extended.
+    std::string flow_path = "basic";
+    ExtendedFlowSettings extended;
 
     // Where the settings came from (empty: the built-in case) and the line
     // of each key the file gave.

@@ -13,6 +13,7 @@
 #include "fill_extended_energy.h"
 #include "fill_front_temperature.h"
 #include "fill_extended_vof.h"
+#include "fill_extended_flow.h"
 
 namespace fill {
 
@@ -170,6 +171,11 @@ struct Filling::State {
     }
     int unfilled = 0, step = 0;
     std::vector<char> inletCell;
+
+    // The extended flow path (flow_path = extended), or none.
+    std::unique_ptr<ExtendedFlow> flowx;
+    double largestInflow = 0.0;
+    double ExtendedContinuity();
 };
 
 Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh)
@@ -198,6 +204,25 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         ext = std::make_unique<ExtendedVof>(
             t, s, m, d, [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); },
             [this](double target) { CorrectVolume(target); });
+    if (s.flow_path == "extended") {
+        FlowArrays a{u, v, w, p, pp, APR, {dp[0], dp[1], dp[2]}, {dpp[0], dpp[1], dpp[2]}, flux, mfe, aE, aW, A,
+                     scratch, source, volf, fluxIn, fluxWall, fluxOut, T, ventWall};
+        flowx = std::make_unique<ExtendedFlow>(
+            t, s, m, d, a, [this](double* Am, double* rhs, double* phi) {
+                Solve(Am, rhs, phi, kPressureTolerance, "BiCGSTAB_ELL (pressure correction)");
+            },
+            [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); });
+    }
+}
+
+// The extended pressure correction; its continuity residual is the
+// imbalance over the inflow, or over a thousandth of the largest inflow
+// so far while the gates hold a full cavity under pressure.
+double Filling::State::ExtendedContinuity()
+{
+    const double imbalance = flowx->PressureCorrection(s.relax_pressure, inflow);
+    largestInflow = std::max(largestInflow, std::fabs(inflow));
+    return imbalance / std::max({std::fabs(inflow), 1e-3 * largestInflow, 1e-300});
 }
 
 // Empty cavity: air at rest and zero pressure, melt at the inlet faces,
@@ -238,6 +263,7 @@ void Filling::State::Start()
     vis.Upload(visStart);
     den.Upload(denStart);
     mk.Upload(std::vector<double>(n, kAirConductivity));
+    if (flowx) flowx->BeginStep(0, 0.0, 0.0, 0.0);
 }
 
 // Slot values before the gradients: vents and outlets zero-gradient
@@ -267,6 +293,7 @@ void Filling::State::BoundaryValues()
     if (!pressureInlet)
         Ok(t.Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL(ni, In.slot, In.cell, p, Blocks(ni)),
            "Calc_UpdateBoundaryPP_Inlet_STATUS_VELY_CONTROL");
+    if (flowx) flowx->BoundaryPressure();
 }
 
 // Gauss gradient without skewness correction.
@@ -525,7 +552,7 @@ int Filling::State::Flow()
         propertiesSeconds += Now() - before;
         InletCoefficients();
         Momentum();
-        continuity = PressureCorrection();
+        continuity = flowx ? ExtendedContinuity() : PressureCorrection();
         if (!std::isfinite(continuity) || !std::isfinite(inflow))
             throw StepError(StepError::Kind::NotFinite, "step " + std::to_string(step) + ", outer iteration " +
                                                             std::to_string(it) + ": the continuity residual is not finite");
@@ -621,6 +648,7 @@ void Filling::State::AssembleVolumeFraction()
     Ok(t.Calc_Vfconv_InletAi(ni, In.nRows, N, nCol, In.mapPx, In.mapPy, CBv, scratch, A, In.rows, Blocks(ni),
                              Blocks(In.nRows)),
        "Calc_Vfconv_InletAi");
+    if (flowx) flowx->WallInflowVolumeFraction(A, Su, cellFR);
 }
 
 // Puts the volume lost or gained by the solve, the snapping and melt that
@@ -745,6 +773,7 @@ void Filling::State::BoundaryValuesAndVents()
     }
     if (no > 0) Ok(t.Calc_Vfconv_VolF_WallBC(no, O.cell, O.slot, volf, Blocks(no)), "Calc_Vfconv_VolF_WallBC");
     if (ns > 0) Ok(t.Calc_Vfconv_VolF_Symm(ns, S.cell, S.slot, volf, Blocks(ns)), "Calc_Vfconv_VolF_Symm");
+    if (flowx) flowx->Vents();
 }
 
 // Area-weighted mean pressure of the inlet faces, MPa.
@@ -782,8 +811,10 @@ StepRecord Filling::Step()
     ++st.step;
     // The time step: the target Courant number of the melt, no more than
     // the volume left to fill at a fixed flow rate.
-    if (!st.pressureInlet) {
-        const double left = (st.cavity - st.injected) / st.s.flow_rate;
+    if (st.flowx) st.flowx->BeginStep(st.step, st.time, st.dt, st.filled / st.cavity);
+    const double fixedInflow = st.flowx ? st.flowx->FixedInflow() : st.pressureInlet ? 0.0 : st.s.flow_rate;
+    if (fixedInflow > 0.0) {
+        const double left = (st.cavity - st.injected) / fixedInflow;
         if (left > 0.0) st.dt = std::min(st.dt, left);
     }
     Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.u0), static_cast<double*>(st.u)), "copy");
@@ -850,6 +881,7 @@ bool Filling::Full() const
     return s_->filled >= (1.0 - 1e-9) * s_->cavity;
 }
 const ExtendedVof* Filling::Extended() const { return s_->ext.get(); }
+const GateStates* Filling::Gates() const { return s_->flowx ? &s_->flowx->gates() : nullptr; }
 
 Fields Filling::Download() const
 {
@@ -874,7 +906,8 @@ RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh
     RunResult r;
     try {
         Filling f(tool, settings, mesh);
-        double largestFlow = 0.0;
+        double largestFlow = 0.0, packEnd = 0.0;
+        bool packing = false;
         for (int step = 1;; ++step) {
             const StepRecord rec = f.Step();
             r.history.push_back(rec);
@@ -887,9 +920,12 @@ RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh
                 std::fflush(log);
             }
             if (onStep) onStep(f, rec);
-            r.fillTime = rec.time;
+            if (!packing) r.fillTime = rec.time;
             r.lowestFrontTemperature = f.LowestFrontTemperature();
-            if (f.Full()) {
+            // Packing: the gates hold the full cavity for pack_time.
+            if (f.Full() && !packing && settings.flow_path == "extended" && settings.extended.pack_time > 0.0)
+                packing = true, packEnd = rec.time + settings.extended.pack_time;
+            if (f.Full() && (!packing || rec.time >= packEnd)) {
                 r.ending = Ending::Full;
                 r.message = "full";
                 break;
@@ -899,7 +935,7 @@ RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh
                 r.message = "short shot: the inlet pressure passed the limit of " + channel::Number(settings.pressure_limit) + " MPa";
                 break;
             }
-            if (settings.inlet == "pressure" && rec.flowRate < settings.stall_fraction * largestFlow) {
+            if (!packing && settings.inlet == "pressure" && rec.flowRate < settings.stall_fraction * largestFlow) {
                 r.ending = Ending::ShortShotStalled;
                 r.message = "short shot: the flow rate fell below " + channel::Number(settings.stall_fraction) +
                             " of its largest value";

@@ -100,6 +100,7 @@ public:
     // Heat capacity per cell of the last extended energy step; empty unless
     // energy = extended.
     std::vector<double> ExtendedHeatCapacity() const;
+    const GateStates* Gates() const;  // the extended path's gates, or null
     Fields Download() const;
     // The extended volume-fraction step, null on the basic path.
     const ExtendedVof* Extended() const;
