@@ -10,6 +10,7 @@
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
 #include "energy_step.h"
+#include "fill_fibre.h"
 
 namespace fill {
 
@@ -149,6 +150,7 @@ struct Filling::State {
     I ibuf{t, bufSize};
 
     std::unique_ptr<channel::EnergyStep> energy;
+    std::unique_ptr<FibreOrientation> fibre;
     D massFlux{t, nf}, volumeCells{t, std::max(nc, 1)};
 
     double time = 0.0, dt = 0.0, inflow = 0.0, injected = 0.0, cavity = 0.0, filled = 0.0, continuity = 0.0;
@@ -182,6 +184,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         bc.viscous_heating = s.viscous_heating != 0;
         energy = std::make_unique<channel::EnergyStep>(t, m, d, props, bc);
     }
+    if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
 }
 
 // Empty cavity: air at rest and zero pressure, melt at the inlet faces,
@@ -781,6 +784,18 @@ StepRecord Filling::Step()
         Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.T), st.energy->TemperatureD()), "copy");
         r.temperatureSeconds = st.Now() - volfEnd;
     }
+    if (st.fibre) {
+        // Velocity gradients of the step's final velocity, then the
+        // orientation over the step.
+        st.BoundaryValues();
+        D* vel[3] = {&st.u, &st.v, &st.w};
+        for (int c = 0; c < 3; ++c) st.Gradient(*vel[c], st.grad[c], st.grad[3 + c], st.grad[6 + c]);
+        FibreFlow flow;
+        flow.faceFlux = st.flux, flow.inletFlux = st.fluxIn, flow.volf = st.volf, flow.wallVent = st.ventWall;
+        flow.grad = {st.grad[0], st.grad[3], st.grad[6], st.grad[1], st.grad[4], st.grad[7], st.grad[2], st.grad[5],
+                     st.grad[8]};
+        st.fibre->Step(r.dt, flow);
+    }
     r.time = st.time;
     r.filledFraction = st.filled / st.cavity;
     r.volumeError = (st.filled - std::min(st.injected, st.cavity)) / st.cavity;
@@ -794,6 +809,7 @@ StepRecord Filling::Step()
 }
 
 double Filling::Time() const { return s_->time; }
+FibreOrientation* Filling::Fibre() const { return s_->fibre.get(); }
 double Filling::CavityVolume() const { return s_->cavity; }
 double Filling::MeltVolume() const { return s_->filled; }
 double Filling::InjectedVolume() const { return s_->injected; }
@@ -812,6 +828,7 @@ Fields Filling::Download() const
     const std::vector<float> mf = st.arrival.Download(st.nc);
     f.arrival.resize(st.nc);
     for (int c = 0; c < st.nc; ++c) f.arrival[c] = mf[c] > 0.0f ? static_cast<double>(mf[c]) : -1.0;
+    if (st.fibre) f.fibre = st.fibre->Download();
     return f;
 }
 

@@ -20,6 +20,7 @@
 // The time step follows from a target Courant number of the melt cells.
 #pragma once
 
+#include <array>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -33,6 +34,8 @@
 class CRVZGPUtool;
 
 namespace fill {
+
+class FibreOrientation;
 
 // Critical volume fraction: a cell at or above it counts as filled.
 constexpr double kFCRI = 0.5;
@@ -57,6 +60,7 @@ struct StepRecord {
 // Cell fields of the current state (cells 0 .. nCells-1).
 struct Fields {
     std::vector<double> volf, u, v, w, p, T, vis, arrival;  // arrival: -1 where not yet filled
+    std::array<std::vector<double>, 6> fibre;  // orientation xx, yy, zz, xy, xz, yz; empty without fibres
 };
 
 // A step that could not be completed: outer iterations that did not reach
@@ -91,6 +95,8 @@ public:
     bool Full() const;              // every cell filled, or the melt volume equals the cavity's
     int UnfilledCells() const;
     Fields Download() const;
+    // The fibre orientation of a case with fibres, else null.
+    FibreOrientation* Fibre() const;
 
 private:
     struct State;
