@@ -63,12 +63,12 @@ Tensor At(const fill::Fields& f, int c)
 
 // Fills the case to its end (or maxSteps), calling `check` after each step.
 void FillWith(const FillSettings& s, const rvzmesh::Mesh& mesh, int maxSteps,
-         const std::function<void(Filling&, const fill::Fields&)>& check)
+         const std::function<void(const fill::StepRecord&, const fill::Fields&)>& check)
 {
     Filling f(Tool(), s, mesh);
     for (int k = 0; k < maxSteps && !f.Full(); ++k) {
-        f.Step();
-        check(f, f.Download());
+        const fill::StepRecord r = f.Step();
+        check(r, f.Download());
     }
 }
 
@@ -185,7 +185,13 @@ TEST(FibreSlit, PrincipalDirectionAlignsWithTheFlowInTheShearLayers)
     const FillSettings s = FibreStrip(16, 6, 2.0, 0.2, across, 3);
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
     fill::Fields last;
-    FillWith(s, mesh, 1000, [&](Filling&, const fill::Fields& f) { last = f; });
+    double fibreSeconds = 0.0, stepSeconds = 0.0;
+    FillWith(s, mesh, 1000, [&](const fill::StepRecord& r, const fill::Fields& f) {
+        last = f;
+        fibreSeconds += r.fibreSeconds;
+        stepSeconds += r.flowSeconds + r.propertiesSeconds + r.volumeFractionSeconds + r.fibreSeconds;
+    });
+    std::printf("fibre step: %.3f s of %.3f s\n", fibreSeconds, stepSeconds);
     int checked = 0;
     double smallestCos = 1.0, smallestLambda = 1.0;
     for (int c = 0; c < mesh.nCells; ++c) {
@@ -298,7 +304,7 @@ TEST(FibreThreads, FibreStepsAreBitIdenticalOnOneAndTwoThreads)
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
     const auto runs = rvztest::ForThreadCounts({1, 2}, [&] {
         std::vector<double> all;
-        FillWith(s, mesh, 1000, [&](Filling&, const fill::Fields& f) {
+        FillWith(s, mesh, 1000, [&](const fill::StepRecord&, const fill::Fields& f) {
             for (const auto& c : f.fibre) all.insert(all.end(), c.begin(), c.end());
         });
         return all;

@@ -787,6 +787,7 @@ StepRecord Filling::Step()
     if (st.fibre) {
         // Velocity gradients of the step's final velocity, then the
         // orientation over the step.
+        const double fibreStart = st.Now();
         st.BoundaryValues();
         D* vel[3] = {&st.u, &st.v, &st.w};
         for (int c = 0; c < 3; ++c) st.Gradient(*vel[c], st.grad[c], st.grad[3 + c], st.grad[6 + c]);
@@ -795,6 +796,7 @@ StepRecord Filling::Step()
         flow.grad = {st.grad[0], st.grad[3], st.grad[6], st.grad[1], st.grad[4], st.grad[7], st.grad[2], st.grad[5],
                      st.grad[8]};
         st.fibre->Step(r.dt, flow);
+        r.fibreSeconds = st.Now() - fibreStart;
     }
     r.time = st.time;
     r.filledFraction = st.filled / st.cavity;

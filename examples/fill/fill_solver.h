@@ -17,6 +17,7 @@
 //      arrival times, the vent flags of the wall faces;
 //   3. for a non-isothermal run, the temperature equation with its time
 //      term.
+//   4. with fibres, the fibre orientation step (fill_fibre.h).
 // The time step follows from a target Courant number of the melt cells.
 #pragma once
 
@@ -55,6 +56,7 @@ struct StepRecord {
     // each boundary): SIMPLEC iterations without the property updates, the
     // property updates, the volume-fraction step, the temperature step.
     double flowSeconds = 0.0, propertiesSeconds = 0.0, volumeFractionSeconds = 0.0, temperatureSeconds = 0.0;
+    double fibreSeconds = 0.0;  // the fibre step, with its velocity gradients
 };
 
 // Cell fields of the current state (cells 0 .. nCells-1).
