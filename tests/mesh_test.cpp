@@ -411,6 +411,71 @@ TEST(MeshGmsh, ReadsEveryCellShapeAndBoundaryKind)
     EXPECT_NE(text.find("SCALARS cell double 1"), std::string::npos);
 }
 
+TEST(MeshGmsh, NamedGroupsKeepTheirKindAndTheirName)
+{
+    // Two gates and two walls of the unit cube: every face keeps its
+    // group through the build, the renumbering and the partition.
+    MshText text;
+    text.nodes = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1},
+                  {2, 0, 0}, {2, 1, 0}, {2, 0, 1}, {2, 1, 1}};
+    text.cells = {{5, {1, 2, 3, 4, 5, 6, 7, 8}}, {5, {2, 9, 10, 3, 6, 11, 12, 7}}};
+    text.groups = {{"inlet_left", {{3, {1, 4, 8, 5}}}},
+                   {"Inlet-2", {{3, {9, 10, 12, 11}}}},
+                   {"wall", {{3, {1, 2, 3, 4}}, {3, {2, 9, 10, 3}}, {3, {5, 6, 7, 8}}, {3, {6, 11, 12, 7}}}},
+                   {"wall_hot", {{3, {1, 2, 6, 5}}, {3, {2, 9, 11, 6}}, {3, {4, 3, 7, 8}}, {3, {3, 10, 12, 7}}}}};
+    const std::string path = TempPath("groups.msh");
+    WriteText(path, text.Text());
+    for (bool renumber : {false, true}) {
+        BuildOptions options;
+        options.renumber = renumber;
+        const Mesh m = LoadGmsh(path, options);
+        ASSERT_EQ(m.list(BoundaryKind::Inlet).size(), 2);
+        ASSERT_EQ(m.list(BoundaryKind::Wall).size(), 8);
+        const int left = m.GroupIndex("inlet_left"), right = m.GroupIndex("Inlet-2");
+        const int wall = m.GroupIndex("wall"), hot = m.GroupIndex("wall_hot");
+        ASSERT_GE(left, 0);
+        ASSERT_GE(right, 0);
+        ASSERT_GE(wall, 0);
+        ASSERT_GE(hot, 0);
+        EXPECT_EQ(m.GroupIndex("inlet"), -1);
+        const BoundaryList& in = m.list(BoundaryKind::Inlet);
+        for (int k = 0; k < in.size(); ++k)
+            EXPECT_EQ(in.group[k], in.sx[k] < 0 ? left : right) << "inlet entry " << k;
+        const BoundaryList& w = m.list(BoundaryKind::Wall);
+        for (int k = 0; k < w.size(); ++k)
+            EXPECT_EQ(w.group[k], w.sz[k] != 0.0 ? wall : hot) << "wall entry " << k;
+        ASSERT_EQ(m.inOutlet.group.size(), 2u);
+        EXPECT_EQ(m.inOutlet.group[0], in.group[0]);
+    }
+    // A generator's face whose kind is changed afterwards moves to that
+    // kind's group; explicit groups stay.
+    MeshInput box = MakeBox(BoxOptions{});
+    box.faceKind[0] = BoundaryKind::Outlet;
+    const Mesh generated = BuildMesh(box);
+    const BoundaryList& out = generated.list(BoundaryKind::Outlet);
+    ASSERT_GT(out.size(), 0);
+    for (int g : out.group) EXPECT_EQ(generated.groupNames[g], "outlet");
+    const Mesh whole = LoadGmsh(path);
+    const std::vector<Partition> parts = SplitMesh(whole, {0, 1}, 2);
+    int gates = 0;
+    for (const Partition& p : parts)
+        for (int k = 0; k < p.local.list(BoundaryKind::Inlet).size(); ++k) {
+            const int g = p.local.list(BoundaryKind::Inlet).group[k];
+            EXPECT_TRUE(p.local.groupNames[g] == "inlet_left" || p.local.groupNames[g] == "Inlet-2");
+            ++gates;
+        }
+    EXPECT_EQ(gates, 2);
+    // A group whose name starts like a kind but is not one is refused.
+    text.groups[1].first = "inletx";
+    WriteText(path, text.Text());
+    try {
+        LoadGmsh(path);
+        ADD_FAILURE() << "the group 'inletx' was accepted";
+    } catch (const MeshError& e) {
+        EXPECT_NE(std::string(e.what()).find("'inletx', which is not a boundary kind"), std::string::npos) << e.what();
+    }
+}
+
 TEST(MeshGmsh, MeshesGeneratedByGmsh)
 {
     if (rvztest::GmshWaived()) GTEST_SKIP() << "Gmsh waived on this machine (RVZGPU_TEST_WITHOUT_GMSH)";

@@ -37,7 +37,8 @@ void Output::WriteFields(double time)
     content.name = name_;
     content.time = time;
     content.scalars = {{"volume_fraction", &last_.volf}, {"pressure", &last_.p},     {"temperature", &last_.T},
-                       {"viscosity", &last_.vis},        {"arrival_time", &last_.arrival}};
+                       {"viscosity", &last_.vis},        {"arrival_time", &last_.arrival},
+                       {"melt_front_temperature", &last_.frontTemperature}};
     content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
     // Fibre orientation: the six components and the principal direction
     // (eigenvector of the largest eigenvalue, scaled by it) for glyphs.

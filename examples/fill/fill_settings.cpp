@@ -1,5 +1,6 @@
 #include "fill_settings.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -63,6 +64,52 @@ Setter Choice(std::string FillSettings::*field, std::vector<std::string> allowed
     };
 }
 
+// Items of a list value: "a b, c d, ..." as pairs of words.
+std::vector<std::pair<std::string, std::string>> Pairs(const Line& l, const std::string& v)
+{
+    std::vector<std::pair<std::string, std::string>> items;
+    size_t start = 0;
+    while (start <= v.size()) {
+        const size_t end = std::min(v.find(',', start), v.size());
+        const std::string item = channel::Trim(v.substr(start, end - start));
+        const size_t gap = item.find_first_of(" \t");
+        if (item.empty() || gap == std::string::npos) l.Fail("'" + item + "' is not a pair of two values");
+        const std::string second = channel::Trim(item.substr(gap));
+        if (second.find_first_of(" \t") != std::string::npos) l.Fail("'" + item + "' is not a pair of two values");
+        items.emplace_back(item.substr(0, gap), second);
+        start = end + 1;
+    }
+    return items;
+}
+
+// "T cp, T cp, ...": at least two pairs, temperatures strictly increasing,
+// heat capacities positive.
+void HeatCapacityTable(FillSettings& s, const Line& l, const std::string& v)
+{
+    s.energy_specific_heat_table.clear();
+    for (const auto& [T, cp] : Pairs(l, v)) {
+        const double t = ToDouble(l, T), c = Positive(l, ToDouble(l, cp));
+        if (!s.energy_specific_heat_table.empty() && !(t > s.energy_specific_heat_table.back().first))
+            l.Fail("the temperatures must increase: " + channel::Number(t) + " follows " +
+                   channel::Number(s.energy_specific_heat_table.back().first));
+        s.energy_specific_heat_table.emplace_back(t, c);
+    }
+    if (s.energy_specific_heat_table.size() < 2) l.Fail("a table needs at least two (temperature, heat capacity) pairs");
+}
+
+// "group value, group value, ...", each group once.
+Setter GroupValues(std::vector<std::pair<std::string, double>> FillSettings::*field, double (*check)(const Line&, double))
+{
+    return [field, check](FillSettings& s, const Line& l, const std::string& v) {
+        (s.*field).clear();
+        for (const auto& [group, value] : Pairs(l, v)) {
+            for (const auto& given : s.*field)
+                if (given.first == group) l.Fail("group '" + group + "' is given twice");
+            (s.*field).emplace_back(group, check(l, ToDouble(l, value)));
+        }
+    };
+}
+
 // Six tensor components xx yy zz xy xz yz separated by blanks: a
 // diagonal in [0, 1] summing to 1, off-diagonal components in [-0.5, 0.5].
 void FibreInlet(FillSettings& s, const Line& l, const std::string& v)
@@ -89,7 +136,7 @@ void FibreInlet(FillSettings& s, const Line& l, const std::string& v)
 const std::map<std::string, Setter>& Setters()
 {
     static const std::map<std::string, Setter> setters = {
-        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "gmsh"})},
+        {"geometry", Choice(&FillSettings::geometry, {"plate", "strip", "disk", "gmsh"})},
         {"mesh", [](FillSettings& s, const Line&, const std::string& v) { s.mesh = v, s.geometry = "gmsh"; }},
         {"length", Real(&FillSettings::length, Positive)},
         {"width", Real(&FillSettings::width, Positive)},
@@ -98,6 +145,14 @@ const std::map<std::string, Setter>& Setters()
         {"ny", Count(&FillSettings::ny, 1)},
         {"nz", Count(&FillSettings::nz, 1)},
         {"gate_width", Real(&FillSettings::gate_width, NotNegative)},
+        {"radius", Real(&FillSettings::radius, Positive)},
+        {"gate_radius", Real(&FillSettings::gate_radius, Positive)},
+        {"sector_angle",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const double a = ToDouble(l, v);
+             if (!(a > 0.0 && a <= 90.0)) l.Fail("must lie in (0, 90]");
+             s.sector_angle = a;
+         }},
         {"viscosity_model", Choice(&FillSettings::viscosity_model, {"newtonian", "cross-wlf"})},
         {"viscosity", Real(&FillSettings::viscosity, Positive)},
         {"density", Real(&FillSettings::density, Positive)},
@@ -147,6 +202,10 @@ const std::map<std::string, Setter>& Setters()
         {"cicsam", Switch(&FillSettings::cicsam)},
         {"output_dir", [](FillSettings& s, const Line&, const std::string& v) { s.output_dir = v; }},
         {"output_interval", Real(&FillSettings::output_interval, NotNegative)},
+        {"energy", Choice(&FillSettings::energy, {"basic", "extended"})},
+        {"energy_specific_heat_table", HeatCapacityTable},
+        {"energy_wall_heat_transfer", GroupValues(&FillSettings::energy_wall_heat_transfer, NotNegative)},
+        {"energy_hot_runner", GroupValues(&FillSettings::energy_hot_runner, AnyReal)},
         // Fibre orientation.
         {"fibre",
          [](FillSettings& s, const Line& l, const std::string& v) {
@@ -210,6 +269,10 @@ FillSettings ParseFillSettings(const std::string& text, const std::string& name)
     if (s.geometry == "gmsh" && s.mesh.empty()) FailAt(s, {"geometry"}, "geometry gmsh needs the key 'mesh'");
     if (!(s.mould_temperature <= s.melt_temperature))
         FailAt(s, {"mould_temperature", "melt_temperature"}, "the mould temperature lies above the melt temperature");
+    if (s.energy == "extended" && s.thermal != "non-isothermal")
+        FailAt(s, {"energy"}, "the extended energy step needs thermal = non-isothermal");
+    for (const char* key : {"energy_specific_heat_table", "energy_wall_heat_transfer", "energy_hot_runner"})
+        if (s.line.count(key) != 0 && s.energy != "extended") FailAt(s, {key}, "is read only with energy = extended");
     return s;
 }
 
@@ -284,6 +347,8 @@ void CheckSettings(const FillSettings& s)
         FailAt(s, {"pressure_limit", "inlet_pressure"},
                "the pressure limit " + channel::Number(s.pressure_limit) + " MPa lies below the starting inlet pressure " +
                    channel::Number(s.inlet_pressure) + " MPa");
+    if (s.geometry == "disk" && !(s.gate_radius < s.radius))
+        FailAt(s, {"gate_radius", "radius"}, "the gate radius must lie below the radius");
     if (s.geometry != "gmsh") {
         const double cells = static_cast<double>(s.nx) * s.ny * s.nz;
         if (cells > 2.0e8) FailAt(s, {"nx", "ny", "nz"}, channel::Number(cells) + " cells are more than this program runs");
@@ -302,6 +367,19 @@ rvzmesh::MeshInput Generate(const FillSettings& s)
     if (s.geometry == "strip") {
         box.sides = {I, W, S, S, W, W};
         return rvzmesh::MakeBox(box);
+    }
+    if (s.geometry == "disk") {
+        // The box [gate_radius, radius] x [0, angle] x [0, thickness] in
+        // cylindrical coordinates (r, theta, z).
+        box.x0 = s.gate_radius, box.lx = s.radius - s.gate_radius;
+        box.ly = s.sector_angle * M_PI / 180.0;
+        box.sides = {I, W, S, S, W, W};
+        rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
+        for (size_t k = 0; k < in.x.size(); ++k) {
+            const double r = in.x[k], theta = in.y[k];
+            in.x[k] = r * std::cos(theta), in.y[k] = r * std::sin(theta);
+        }
+        return in;
     }
     box.sides = {I, W, W, W, W, W};
     rvzmesh::MeshInput in = rvzmesh::MakeBox(box);
@@ -357,7 +435,28 @@ rvzmesh::Mesh BuildCaseMesh(const FillSettings& s)
     if (mesh.list(BoundaryKind::Inlet).size() == 0) FailAt(s, {key}, what + " has no face in an 'inlet' group");
     if (!AirCanLeave(mesh))
         FailAt(s, {key}, what + ": no wall or outlet face can be reached from the inlet, so the air has no way out");
+    CheckExtendedEnergyGroups(s, mesh);
     return mesh;
+}
+
+void CheckExtendedEnergyGroups(const FillSettings& s, const rvzmesh::Mesh& mesh)
+{
+    const rvzmesh::BoundaryList& wall = mesh.list(BoundaryKind::Wall);
+    std::vector<char> isWall(mesh.groupNames.size(), 0);
+    for (int g : wall.group)
+        if (g >= 0 && g < static_cast<int>(isWall.size())) isWall[g] = 1;
+    std::string walls;
+    for (size_t g = 0; g < isWall.size(); ++g)
+        if (isWall[g]) walls += (walls.empty() ? "" : ", ") + mesh.groupNames[g];
+    const std::pair<const char*, const std::vector<std::pair<std::string, double>>*> keys[] = {
+        {"energy_wall_heat_transfer", &s.energy_wall_heat_transfer}, {"energy_hot_runner", &s.energy_hot_runner}};
+    for (const auto& [key, groups] : keys)
+        for (const auto& [name, value] : *groups) {
+            const int g = mesh.GroupIndex(name);
+            if (g < 0 || !isWall[g])
+                FailAt(s, {key}, "the mesh has no wall group '" + name + "' (wall groups: " +
+                                     (walls.empty() ? "none" : walls) + ")");
+        }
 }
 
 }  // namespace fill

@@ -6,6 +6,8 @@
 
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "case_file.h"
 #include "rvzgpu_mesh/Mesh.h"
@@ -21,12 +23,16 @@ struct FillSettings {
     // box with the whole x = 0 end as the inlet, the y sides symmetry
     // planes: a slit flow between z = 0 and z = thickness), or "gmsh"
     // (the Gmsh MSH 4.1 file `mesh` with physical surfaces inlet, outlet,
-    // wall, symmetry). Giving `mesh` selects gmsh.
+    // wall, symmetry). Giving `mesh` selects gmsh. "disk": a sector of a
+    // thin disk, radius gate_radius .. radius, angle sector_angle degrees,
+    // of thickness, fed through its inner rim (the centre gate), the two
+    // cut faces symmetry planes; nx cells along the radius, ny around.
     std::string geometry = "plate";
     std::string mesh;
     double length = 10.0, width = 5.0, thickness = 0.2;
     int nx = 30, ny = 15, nz = 4;
     double gate_width = 2.0;
+    double radius = 5.0, gate_radius = 0.5, sector_angle = 30.0;
 
     // Melt: Newtonian of `viscosity`, or Cross-WLF (the cross_* constants,
     // or a named grade with `material`). Density in g/cm^3.
@@ -49,6 +55,18 @@ struct FillSettings {
     double specific_heat = 1.8e7;   // erg/(g K)
     double heat_transfer = 0.0;     // erg/(s cm^2 K); 0: the mould wall at its temperature
     int viscous_heating = 1;
+
+    // Extended energy step (fill_extended_energy.h), non-isothermal runs
+    // only: energy = basic (constant heat capacity, one heat-transfer
+    // coefficient) or extended, whose extras are a heat capacity per cell
+    // from a table of (temperature, heat capacity) pairs in increasing
+    // temperature (empty: specific_heat everywhere), a heat-transfer
+    // coefficient per wall boundary group (the other walls keep
+    // heat_transfer) and hot-runner wall groups held at a set temperature.
+    std::string energy = "basic";
+    std::vector<std::pair<double, double>> energy_specific_heat_table;   // (Celsius, erg/(g K))
+    std::vector<std::pair<std::string, double>> energy_wall_heat_transfer;  // (group, erg/(s cm^2 K))
+    std::vector<std::pair<std::string, double>> energy_hot_runner;          // (group, Celsius)
 
     // Inlet: "flow_rate" (constant volume flow rate, cm^3/s) or "pressure"
     // (constant inlet pressure, MPa). The run stops as a short shot when
@@ -120,6 +138,10 @@ void CheckSettings(const FillSettings& s);
 // reached from the inlet through the cells (the air would have no way out);
 // errors of the mesh file come as SettingsError naming the key 'mesh'.
 rvzmesh::Mesh BuildCaseMesh(const FillSettings& s);
+
+// Refuses, at the key's line, extended-energy groups that `mesh` lacks or
+// that are not wall groups (BuildCaseMesh calls it).
+void CheckExtendedEnergyGroups(const FillSettings& s, const rvzmesh::Mesh& mesh);
 
 // A failure at the line of the first of `keys` the file gave, or at the
 // built-in default.

@@ -10,6 +10,8 @@
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
 #include "energy_step.h"
+#include "fill_extended_energy.h"
+#include "fill_front_temperature.h"
 #include "fill_fibre.h"
 
 namespace fill {
@@ -146,15 +148,17 @@ struct Filling::State {
     LevelTable cellT = TableFor(t, nc), faceT = TableFor(t, nf), inT = TableFor(t, ni), outT = TableFor(t, no),
                wallT = TableFor(t, nw);
     const int bufSize = std::max({cellT.total, faceT.total, inT.total, outT.total, wallT.total});
-    D bufA{t, bufSize}, bufB{t, bufSize}, bufC{t, bufSize};
+    D bufA{t, bufSize}, bufB{t, bufSize};
     I ibuf{t, bufSize};
 
     std::unique_ptr<channel::EnergyStep> energy;
+    std::unique_ptr<ExtendedEnergy> energyx;  // energy = extended, in place of energy
+    std::unique_ptr<FrontTemperature> front;
     std::unique_ptr<FibreOrientation> fibre;
-    D massFlux{t, nf}, volumeCells{t, std::max(nc, 1)};
+    D massFlux{t, nf};
 
     double time = 0.0, dt = 0.0, inflow = 0.0, injected = 0.0, cavity = 0.0, filled = 0.0, continuity = 0.0;
-    double visMelt = 0.0, lastInletPressure = 0.0;
+    double visMelt = 0.0;
     double propertiesSeconds = 0.0;  // of the current step
     double Now()
     {
@@ -172,7 +176,10 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
     for (double vol : m.volume) cavity += vol;
     inletCell.assign(nc, 0);
     for (int c : H(BoundaryKind::Inlet).cell) inletCell[c] = 1;
-    if (s.thermal == "non-isothermal") {
+    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI);
+    if (s.thermal == "non-isothermal" && s.energy == "extended") {
+        energyx = std::make_unique<ExtendedEnergy>(t, s, m, d);
+    } else if (s.thermal == "non-isothermal") {
         channel::ThermalProperties props;
         props.density = s.density;
         props.specific_heat = s.specific_heat;
@@ -220,8 +227,6 @@ void Filling::State::Start()
         inflow = s.flow_rate;
     }
     fluxIn.Upload(fin);
-    std::vector<double> vols(m.volume.begin(), m.volume.begin() + nc);
-    volumeCells.Upload(vols);
     visMelt = s.viscosity;
     std::vector<double> visStart(n, s.viscosity), denStart(n, s.air_density);
     vis.Upload(visStart);
@@ -784,6 +789,12 @@ StepRecord Filling::Step()
         Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.T), st.energy->TemperatureD()), "copy");
         r.temperatureSeconds = st.Now() - volfEnd;
     }
+    if (st.energyx) {
+        st.energyx->Solve(st.vfe, st.flux, st.fluxIn, st.den, st.volf, st.vis, st.rate, r.dt);
+        Ok(st.t.DataCopyDevice2Device(st.n, static_cast<double*>(st.T), st.energyx->TemperatureD()), "copy");
+        r.temperatureSeconds = st.Now() - volfEnd;
+    }
+    st.front->Advance(st.flux, st.fluxIn, st.T, st.volf0, st.volf, r.dt);
     if (st.fibre) {
         // Velocity gradients of the step's final velocity, then the
         // orientation over the step.
@@ -816,6 +827,11 @@ double Filling::CavityVolume() const { return s_->cavity; }
 double Filling::MeltVolume() const { return s_->filled; }
 double Filling::InjectedVolume() const { return s_->injected; }
 int Filling::UnfilledCells() const { return s_->unfilled; }
+double Filling::LowestFrontTemperature() const { return s_->front->Lowest(); }
+std::vector<double> Filling::ExtendedHeatCapacity() const
+{
+    return s_->energyx ? s_->energyx->HeatCapacity() : std::vector<double>();
+}
 bool Filling::Full() const { return s_->filled >= (1.0 - 1e-9) * s_->cavity; }
 
 Fields Filling::Download() const
@@ -827,6 +843,7 @@ Fields Filling::Download() const
     f.p = st.p.Download(st.nc);
     f.T = st.T.Download(st.nc);
     f.vis = st.vis.Download(st.nc);
+    f.frontTemperature = st.front->Sampled();
     const std::vector<float> mf = st.arrival.Download(st.nc);
     f.arrival.resize(st.nc);
     for (int c = 0; c < st.nc; ++c) f.arrival[c] = mf[c] > 0.0f ? static_cast<double>(mf[c]) : -1.0;
@@ -854,6 +871,7 @@ RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh
             }
             if (onStep) onStep(f, rec);
             r.fillTime = rec.time;
+            r.lowestFrontTemperature = f.LowestFrontTemperature();
             if (f.Full()) {
                 r.ending = Ending::Full;
                 r.message = "full";

@@ -62,6 +62,7 @@ struct StepRecord {
 // Cell fields of the current state (cells 0 .. nCells-1).
 struct Fields {
     std::vector<double> volf, u, v, w, p, T, vis, arrival;  // arrival: -1 where not yet filled
+    std::vector<double> frontTemperature;  // melt-front temperature, NaN where not yet filled
     std::array<std::vector<double>, 6> fibre;  // orientation xx, yy, zz, xy, xz, yz; empty without fibres
 };
 
@@ -96,6 +97,12 @@ public:
     double InjectedVolume() const;  // the integral of the inlet flow rate
     bool Full() const;              // every cell filled, or the melt volume equals the cavity's
     int UnfilledCells() const;
+    // The least melt-front temperature of the cells filled so far (NaN:
+    // none yet); see fill_front_temperature.h.
+    double LowestFrontTemperature() const;
+    // Heat capacity per cell of the last extended energy step; empty unless
+    // energy = extended.
+    std::vector<double> ExtendedHeatCapacity() const;
     Fields Download() const;
     // The fibre orientation of a case with fibres, else null.
     FibreOrientation* Fibre() const;
@@ -113,6 +120,7 @@ struct RunResult {
     std::string message;
     double fillTime = 0.0;
     double maxInletPressure = 0.0;  // MPa
+    double lowestFrontTemperature = 0.0;  // Celsius, over the filled cells; NaN when none filled
     std::vector<StepRecord> history;
 };
 

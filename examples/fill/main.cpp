@@ -1,5 +1,6 @@
 // rvzgpu-fill: transient filling of a mould cavity by a polymer melt on the
 // RVZGPU library.
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -23,9 +24,11 @@ const char* kUsage =
     "for a non-isothermal case, the temperature. The time step follows a\n"
     "target Courant number. It prints one progress line per step and stops\n"
     "when the cavity is full or as a short shot (the pressure limit reached,\n"
-    "the flow stalled or max_time passed), and says which.\n"
+    "the flow stalled or max_time passed), and says which, with the lowest\n"
+    "melt-front temperature of the filled cells.\n"
     "Without a case file the built-in plate runs; see examples/fill/plate.inp\n"
-    "for the keys. Output folder: a .vtu per output interval and a .pvd\n"
+    "for the keys (energy_extended.inp for those of the extended energy\n"
+    "step). Output folder: a .vtu per output interval and a .pvd\n"
     "series, history.csv and arrival.csv.\n"
     "Exit status: 0 full or short shot, 1 bad input, 2 outer iterations not\n"
     "converged, 3 a value not finite, 4 the library reported a failure, 5 an\n"
@@ -85,8 +88,11 @@ int main(int argc, char** argv)
         default: return 4;
         }
     }
-    std::printf("summary: %s; fill time %.6g s; largest inlet pressure %.6g MPa; %zu steps\n", r.message.c_str(),
+    std::printf("summary: %s; fill time %.6g s; largest inlet pressure %.6g MPa; %zu steps", r.message.c_str(),
                 r.fillTime, r.maxInletPressure, r.history.size());
+    if (!std::isnan(r.lowestFrontTemperature))
+        std::printf("; lowest melt-front temperature %.6g C", r.lowestFrontTemperature);
+    std::printf("\n");
     if (!written) return 5;
     return r.ending == fill::Ending::StepLimit ? 6 : 0;
 }

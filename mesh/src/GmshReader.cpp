@@ -84,14 +84,22 @@ std::string Lower(std::string s)
     return s;
 }
 
+// A group's kind is its name ("inlet", any case) or the kind's name
+// followed by '_', '-', '.', ':' or a digit ("inlet_left", "wall-hot",
+// "inlet2"): several groups of one kind, such as gates, keep their names.
 bool KindOfName(const std::string& name, BoundaryKind& kind)
 {
     const std::string n = Lower(name);
-    for (int k = 0; k < kBoundaryKinds; ++k)
-        if (n == BoundaryKindName(static_cast<BoundaryKind>(k))) {
+    for (int k = 0; k < kBoundaryKinds; ++k) {
+        const std::string kindName = BoundaryKindName(static_cast<BoundaryKind>(k));
+        if (n.compare(0, kindName.size(), kindName) != 0) continue;
+        const char next = n.size() > kindName.size() ? n[kindName.size()] : '\0';
+        if (next == '\0' || next == '_' || next == '-' || next == '.' || next == ':' ||
+            (next >= '0' && next <= '9')) {
             kind = static_cast<BoundaryKind>(k);
             return true;
         }
+    }
     return false;
 }
 
@@ -212,8 +220,9 @@ struct Reader {
         sawNodes = true;
     }
 
-    // The boundary kind of a surface entity's elements.
-    BoundaryKind SurfaceKind(int surface, long long elementTag)
+    // The boundary kind of a surface entity's elements, and in `group`
+    // the name of the physical group that gave it.
+    BoundaryKind SurfaceKind(int surface, long long elementTag, std::string& group)
     {
         const auto it = surfacePhysicalTags.find(surface);
         std::string names;
@@ -222,13 +231,16 @@ struct Reader {
                 const auto name = surfaceGroupNames.find(tag);
                 if (name == surfaceGroupNames.end()) continue;
                 BoundaryKind kind;
-                if (KindOfName(name->second, kind)) return kind;
+                if (KindOfName(name->second, kind)) {
+                    group = name->second;
+                    return kind;
+                }
                 names += (names.empty() ? "'" : ", '") + name->second + "'";
             }
         lines.Fail("boundary element " + std::to_string(elementTag) + " of surface " + std::to_string(surface) +
                    (names.empty() ? " is in no named boundary group"
                                   : " is in group " + names + ", which is not a boundary kind") +
-                   " (inlet, outlet, wall, symmetry)");
+                   " (inlet, outlet, wall, symmetry, alone or followed by _NAME)");
     }
 
     void Elements()
@@ -275,8 +287,11 @@ struct Reader {
                 }
                 if (dim == 3)
                     mesh.AddCell(static_cast<CellShape>(type), list, lines.line());
-                else
-                    mesh.AddBoundaryFace(SurfaceKind(entity, tag), list, lines.line());
+                else {
+                    std::string group;
+                    const BoundaryKind kind = SurfaceKind(entity, tag, group);
+                    mesh.AddBoundaryFace(kind, list, lines.line(), mesh.Group(group));
+                }
             }
         }
         ExpectEnd("$Elements");

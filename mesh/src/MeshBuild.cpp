@@ -45,9 +45,26 @@ void MeshInput::AddCell(CellShape s, const std::vector<int>& nodes, int line)
     cellLine.push_back(line);
 }
 
-void MeshInput::AddBoundaryFace(BoundaryKind kind, const std::vector<int>& nodes, int line)
+int MeshInput::Group(const std::string& name)
+{
+    for (size_t g = 0; g < groupNames.size(); ++g)
+        if (groupNames[g] == name) return static_cast<int>(g);
+    groupNames.push_back(name);
+    return static_cast<int>(groupNames.size()) - 1;
+}
+
+int Mesh::GroupIndex(const std::string& name) const
+{
+    for (size_t g = 0; g < groupNames.size(); ++g)
+        if (groupNames[g] == name) return static_cast<int>(g);
+    return -1;
+}
+
+void MeshInput::AddBoundaryFace(BoundaryKind kind, const std::vector<int>& nodes, int line, int group)
 {
     faceKind.push_back(kind);
+    faceGroup.resize(faceKind.size() - 1, -1);
+    faceGroup.push_back(group);
     faceNodes.insert(faceNodes.end(), nodes.begin(), nodes.end());
     faceStart.push_back(static_cast<int>(faceNodes.size()));
     faceLine.push_back(line);
@@ -211,6 +228,8 @@ MeshInput Reordered(const MeshInput& in, const std::vector<int>& order)
     out.faceStart = in.faceStart;
     out.faceNodes = in.faceNodes;
     out.faceLine = in.faceLine;
+    out.groupNames = in.groupNames;
+    out.faceGroup = in.faceGroup;
     return out;
 }
 
@@ -291,6 +310,7 @@ void FillBoundaryList(BoundaryList& list, const std::vector<detail::BoundaryEntr
         const Vec3 d = Vec3{mesh.xc[e.cell], mesh.yc[e.cell], mesh.zc[e.cell]};
         list.slot.push_back(firstSlot + static_cast<int>(k));
         list.cell.push_back(e.cell);
+        list.group.push_back(e.group);
         list.sx.push_back(e.S.x);
         list.sy.push_back(e.S.y);
         list.sz.push_back(e.S.z);
@@ -353,6 +373,18 @@ Mesh BuildMesh(const MeshInput& original, const BuildOptions& options)
 
     Mesh mesh;
     mesh.source = in.source;
+    // The group of boundary face k: its own, or the one named after its
+    // kind (added after the named ones when first used).
+    mesh.groupNames = in.groupNames;
+    auto groupOf = [&](int k) {
+        const int own = k < static_cast<int>(in.faceGroup.size()) ? in.faceGroup[k] : -1;
+        if (own >= 0 && own < static_cast<int>(mesh.groupNames.size())) return own;
+        const std::string name = BoundaryKindName(in.faceKind[k]);
+        const int known = mesh.GroupIndex(name);
+        if (known >= 0) return known;
+        mesh.groupNames.push_back(name);
+        return static_cast<int>(mesh.groupNames.size()) - 1;
+    };
     mesh.nCells = nCells;
     mesh.nodeX = in.x;
     mesh.nodeY = in.y;
@@ -392,7 +424,7 @@ Mesh BuildMesh(const MeshInput& original, const BuildOptions& options)
             interior.push_back(Interior{std::min(r.a, r.b), std::max(r.a, r.b), static_cast<int>(f)});
         } else {
             lists[static_cast<int>(in.faceKind[r.boundary])].push_back(
-                detail::BoundaryEntry{r.a, faceGeometry[f].S, faceGeometry[f].centre});
+                detail::BoundaryEntry{r.a, faceGeometry[f].S, faceGeometry[f].centre, groupOf(r.boundary)});
         }
     }
     std::sort(interior.begin(), interior.end(),
@@ -493,6 +525,7 @@ void BuildInOutlet(Mesh& mesh)
         for (int k = 0; k < list.size(); ++k) {
             io.slot.push_back(list.slot[k]);
             io.cell.push_back(list.cell[k]);
+            if (!list.group.empty()) io.group.push_back(list.group[k]);
             io.sx.push_back(list.sx[k]);
             io.sy.push_back(list.sy[k]);
             io.sz.push_back(list.sz[k]);

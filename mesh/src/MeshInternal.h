@@ -24,6 +24,7 @@ inline double Norm(Vec3 a) { return std::sqrt(Dot(a, a)); }
 struct BoundaryEntry {
     int cell;
     Vec3 S, centre;
+    int group;
 };
 
 // Fills a list from its entries: slots firstSlot, firstSlot+1, ...; the

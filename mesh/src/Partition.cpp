@@ -61,6 +61,7 @@ void CopyCellsAndGeometry(const Mesh& w, Partition& part)
 {
     Mesh& m = part.local;
     m.source = w.source;
+    m.groupNames = w.groupNames;
     m.nodeX = w.nodeX;
     m.nodeY = w.nodeY;
     m.nodeZ = w.nodeZ;
@@ -151,6 +152,7 @@ void LocalBoundary(const Mesh& w, const std::vector<int>& toLocal, const std::ve
             part.globalSlot.push_back(g.slot[k]);
             l.slot.push_back(slot++);
             l.cell.push_back(cell);
+            l.group.push_back(g.group[k]);
             l.sx.push_back(g.sx[k]);
             l.sy.push_back(g.sy[k]);
             l.sz.push_back(g.sz[k]);

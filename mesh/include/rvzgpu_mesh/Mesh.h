@@ -70,10 +70,18 @@ struct MeshInput {
     std::vector<int> faceStart{0};
     std::vector<int> faceNodes;
     std::vector<int> faceLine;
+    // Named boundary groups (a Gmsh physical surface, a generator's gate):
+    // faceGroup[f] indexes groupNames; -1 puts the face in the group named
+    // after its kind ("inlet", "wall", ...), so a generator that changes a
+    // face's kind moves it to that kind's group as well.
+    std::vector<std::string> groupNames;
+    std::vector<int> faceGroup;
 
     int nCells() const { return static_cast<int>(shape.size()); }
     void AddCell(CellShape s, const std::vector<int>& nodes, int line = 0);
-    void AddBoundaryFace(BoundaryKind kind, const std::vector<int>& nodes, int line = 0);
+    void AddBoundaryFace(BoundaryKind kind, const std::vector<int>& nodes, int line = 0, int group = -1);
+    // The index of the group `name`, added when it is new.
+    int Group(const std::string& name);
 };
 
 // One boundary list (entry k).
@@ -85,6 +93,7 @@ struct BoundaryList {
     std::vector<double> surfDist;   // |S| over the normal distance cell centroid - face (Surf_DistWallD)
     std::vector<int> mapPx, mapPy;  // owner-side slot map
     std::vector<int> rows;          // Map2CellPD: distinct adjacent cells
+    std::vector<int> group;         // boundary group of each entry (Mesh::groupNames)
     int size() const { return static_cast<int>(slot.size()); }
 };
 
@@ -130,7 +139,13 @@ struct Mesh {
     std::vector<int> map2CellPE;   // owned rows summed by the _Par variants (all owned cells)
     std::vector<int> par2CellP;    // distinct owners of partition faces (Par2CellPD, NPar2CellPD)
 
+    // Boundary groups: every entry of every list names one (BoundaryList::
+    // group); a face without a group of its own is in its kind's group.
+    std::vector<std::string> groupNames;
+
     const BoundaryList& list(BoundaryKind k) const { return boundary[static_cast<int>(k)]; }
+    // The index of group `name` (exact match), or -1.
+    int GroupIndex(const std::string& name) const;
 };
 
 // Block count for n elements in blocks of 256; at least 1, because a launch
@@ -151,7 +166,10 @@ Mesh BuildMesh(const MeshInput& input, const BuildOptions& options = {});
 
 // Reads a Gmsh MSH 4.1 ASCII file: tetrahedra, hexahedra, prisms and
 // pyramids; boundary faces (triangles, quadrangles) from 2-D physical groups
-// named "inlet", "outlet", "wall" or "symmetry". Points and lines are
+// named "inlet", "outlet", "wall" or "symmetry", or one of these followed by
+// '_', '-', '.', ':' or a digit and a name of the user's ("inlet_left",
+// "wall-hot"): the kind, and the group under its full name in groupNames
+// (several gates, walls of their own temperature). Points and lines are
 // ignored. Throws MeshError ("file:line: ...") for a missing file, a
 // malformed line, a coordinate that is not a finite number (naming the
 // node), an unsupported element type, an unknown group name, or a file
