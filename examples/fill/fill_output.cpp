@@ -1,8 +1,11 @@
 #include "fill_output.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+
+#include "fill_fibre.h"
 
 namespace fill {
 
@@ -38,6 +41,22 @@ void Output::WriteFields(double time)
                        {"melt_front_temperature", &last_.frontTemperature}};
     if (!last_.second.empty()) content.scalars.push_back({"second_fluid", &last_.second});
     content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
+    // Fibre orientation: the six components and the principal direction
+    // (eigenvector of the largest eigenvalue, scaled by it) for glyphs.
+    static const char* const kFibreNames[6] = {"fibre_axx", "fibre_ayy", "fibre_azz",
+                                               "fibre_axy", "fibre_axz", "fibre_ayz"};
+    std::array<std::vector<double>, 3> direction;
+    if (!last_.fibre[0].empty()) {
+        for (int k = 0; k < 6; ++k) content.scalars.push_back({kFibreNames[k], &last_.fibre[k]});
+        for (auto& d : direction) d.resize(m_.nCells);
+        for (int c = 0; c < m_.nCells; ++c) {
+            std::array<double, 6> a;
+            for (int k = 0; k < 6; ++k) a[k] = last_.fibre[k][c];
+            const std::array<double, 3> p = PrincipalDirection(a);
+            for (int k = 0; k < 3; ++k) direction[k][c] = p[k];
+        }
+        content.vectors.push_back({"fibre_direction", &direction[0], &direction[1], &direction[2]});
+    }
     rvzmesh::WriteVtu(path, m_, content);
     series_->Add(time, path);
     written_ = time;

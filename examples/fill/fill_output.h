@@ -3,7 +3,9 @@
 //   appended), cell data volume_fraction, velocity (a vector), pressure
 //   (dyn/cm^2), temperature (Celsius), viscosity (poise), arrival_time (s,
 //   -1 where not yet filled), melt_front_temperature (Celsius, NaN where
-//   not yet filled), listed in the series <case>.pvd;
+//   not yet filled), and with fibres fibre_axx .. fibre_ayz and the
+//   principal direction fibre_direction (a vector), listed in the series
+//   <case>.pvd;
 // - history.csv: time,filled_fraction,inlet_pressure,flow_rate,outer_iterations
 //   one line per step (s, fraction of the cavity, MPa, cm^3/s, count);
 // - arrival.csv: x,y,z,arrival_time at the cell centres (cm, s; empty

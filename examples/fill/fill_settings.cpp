@@ -111,6 +111,29 @@ Setter GroupValues(std::vector<std::pair<std::string, double>> FillSettings::*fi
     };
 }
 
+// Six tensor components xx yy zz xy xz yz separated by blanks: a
+// diagonal in [0, 1] summing to 1, off-diagonal components in [-0.5, 0.5].
+void FibreInlet(FillSettings& s, const Line& l, const std::string& v)
+{
+    std::vector<std::string> words;
+    size_t at = 0;
+    while ((at = v.find_first_not_of(" \t", at)) != std::string::npos) {
+        const size_t end = v.find_first_of(" \t", at);
+        words.push_back(v.substr(at, end == std::string::npos ? std::string::npos : end - at));
+        at = end;
+    }
+    if (words.size() != 6) l.Fail("needs six components xx yy zz xy xz yz, got " + std::to_string(words.size()));
+    double a[6];
+    for (int k = 0; k < 6; ++k) a[k] = ToDouble(l, words[k]);
+    for (int k = 0; k < 3; ++k)
+        if (!(a[k] >= 0.0 && a[k] <= 1.0)) l.Fail("the diagonal components must lie in [0, 1]");
+    for (int k = 3; k < 6; ++k)
+        if (!(a[k] >= -0.5 && a[k] <= 0.5)) l.Fail("the off-diagonal components must lie in [-0.5, 0.5]");
+    const double trace = a[0] + a[1] + a[2];
+    if (std::fabs(trace - 1.0) > 1e-6) l.Fail("the trace xx + yy + zz is " + channel::Number(trace) + ", not 1");
+    for (int k = 0; k < 6; ++k) s.fibre_inlet[k] = k < 3 ? a[k] / trace : a[k];
+}
+
 const std::map<std::string, Setter>& Setters()
 {
     static const std::map<std::string, Setter> setters = {
@@ -210,6 +233,26 @@ const std::map<std::string, Setter>& Setters()
         {"second_fluid_start_time", Real(&FillSettings::second_fluid_start_time, NotNegative)},
         {"second_fluid_start_fraction", Real(&FillSettings::second_fluid_start_fraction, NotNegative)},
         {"flow_path", Choice(&FillSettings::flow_path, {"basic", "extended"})},
+        // Fibre orientation.
+        {"fibre",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             if (v != "on" && v != "off") l.Fail("must be on or off");
+             s.fibre = v == "on" ? 1 : 0;
+         }},
+        {"fibre_interaction", Real(&FillSettings::fibre_interaction, NotNegative)},
+        {"fibre_aspect_ratio",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const double r = ToDouble(l, v);
+             if (!(r >= 1.0)) l.Fail("must be at least 1");
+             s.fibre_aspect_ratio = r;
+         }},
+        {"fibre_closure",
+         [](FillSettings& s, const Line& l, const std::string& v) {
+             const int c = ToInt(l, v);
+             if (c < 1 || c > 4) l.Fail("unknown closure " + v + " (1 linear, 2 quadratic, 3 hybrid, 4)");
+             s.fibre_closure = c;
+         }},
+        {"fibre_inlet", FibreInlet},
     };
     return setters;
 }

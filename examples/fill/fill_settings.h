@@ -117,6 +117,17 @@ struct FillSettings {
     std::string second_fluid_gates;
     double second_fluid_start_time = 1.0e30;
     double second_fluid_start_fraction = 2.0;
+    // Fibre orientation (fill_fibre.h): `fibre` on or off; the Folgar-Tucker
+    // interaction coefficient (>= 0), the fibres' aspect ratio (>= 1), the
+    // closure of the fourth-order tensor (1 linear, 2 quadratic, 3 hybrid,
+    // 4 the fourth form of the library), and the orientation of the melt
+    // entering at the inlet, six components xx yy zz xy xz yz with trace 1,
+    // the diagonal in [0, 1] and the rest in [-0.5, 0.5].
+    int fibre = 0;
+    double fibre_interaction = 0.01;
+    double fibre_aspect_ratio = 20.0;
+    int fibre_closure = 3;
+    double fibre_inlet[6] = {1.0 / 3.0, 1.0 / 3.0, 1.0 / 3.0, 0.0, 0.0, 0.0};
 
     // Output: a .vtu per output_interval seconds of filling (0: every step)
     // with a .pvd series, history.csv and arrival.csv, in output_dir

@@ -14,6 +14,7 @@
 #include "fill_front_temperature.h"
 #include "fill_extended_vof.h"
 #include "fill_extended_flow.h"
+#include "fill_fibre.h"
 
 namespace fill {
 
@@ -157,6 +158,7 @@ struct Filling::State {
     std::unique_ptr<channel::EnergyStep> energy;
     std::unique_ptr<ExtendedEnergy> energyx;  // energy = extended, in place of energy
     std::unique_ptr<FrontTemperature> front;
+    std::unique_ptr<FibreOrientation> fibre;
     D massFlux{t, nf};
     // The extended volume-fraction step (vof_path = extended).
     std::unique_ptr<ExtendedVof> ext;
@@ -213,6 +215,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
             },
             [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); });
     }
+    if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
 }
 
 // The extended pressure correction; its continuity residual is the
@@ -853,6 +856,20 @@ StepRecord Filling::Step()
         r.temperatureSeconds = st.Now() - volfEnd;
     }
     st.front->Advance(st.flux, st.fluxIn, st.T, st.volf0, st.volf, r.dt);
+    if (st.fibre) {
+        // Velocity gradients of the step's final velocity, then the
+        // orientation over the step.
+        const double fibreStart = st.Now();
+        st.BoundaryValues();
+        D* vel[3] = {&st.u, &st.v, &st.w};
+        for (int c = 0; c < 3; ++c) st.Gradient(*vel[c], st.grad[c], st.grad[3 + c], st.grad[6 + c]);
+        FibreFlow flow;
+        flow.faceFlux = st.flux, flow.inletFlux = st.fluxIn, flow.volf = st.volf, flow.wallVent = st.ventWall;
+        flow.grad = {st.grad[0], st.grad[3], st.grad[6], st.grad[1], st.grad[4], st.grad[7], st.grad[2], st.grad[5],
+                     st.grad[8]};
+        st.fibre->Step(r.dt, flow);
+        r.fibreSeconds = st.Now() - fibreStart;
+    }
     r.time = st.time;
     r.filledFraction = st.filled / st.cavity;
     r.volumeError = (st.filled - std::min(st.injected, st.cavity)) / st.cavity;
@@ -866,6 +883,7 @@ StepRecord Filling::Step()
 }
 
 double Filling::Time() const { return s_->time; }
+FibreOrientation* Filling::Fibre() const { return s_->fibre.get(); }
 double Filling::CavityVolume() const { return s_->cavity; }
 double Filling::MeltVolume() const { return s_->filled; }
 double Filling::InjectedVolume() const { return s_->injected; }
@@ -897,6 +915,7 @@ Fields Filling::Download() const
     f.arrival.resize(st.nc);
     for (int c = 0; c < st.nc; ++c) f.arrival[c] = mf[c] > 0.0f ? static_cast<double>(mf[c]) : -1.0;
     if (st.ext && st.s.second_fluid != "none") f.second = st.ext->SecondFraction();
+    if (st.fibre) f.fibre = st.fibre->Download();
     return f;
 }
 

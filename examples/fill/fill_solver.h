@@ -17,9 +17,11 @@
 //      arrival times, the vent flags of the wall faces;
 //   3. for a non-isothermal run, the temperature equation with its time
 //      term.
+//   4. with fibres, the fibre orientation step (fill_fibre.h).
 // The time step follows from a target Courant number of the melt cells.
 #pragma once
 
+#include <array>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -35,6 +37,7 @@ class CRVZGPUtool;
 namespace fill {
 
 class ExtendedVof;
+class FibreOrientation;
 
 // Critical volume fraction: a cell at or above it counts as filled.
 constexpr double kFCRI = 0.5;
@@ -54,6 +57,7 @@ struct StepRecord {
     // each boundary): SIMPLEC iterations without the property updates, the
     // property updates, the volume-fraction step, the temperature step.
     double flowSeconds = 0.0, propertiesSeconds = 0.0, volumeFractionSeconds = 0.0, temperatureSeconds = 0.0;
+    double fibreSeconds = 0.0;  // the fibre step, with its velocity gradients
 };
 
 // Cell fields of the current state (cells 0 .. nCells-1).
@@ -61,6 +65,7 @@ struct Fields {
     std::vector<double> volf, u, v, w, p, T, vis, arrival;  // arrival: -1 where not yet filled
     std::vector<double> frontTemperature;  // melt-front temperature, NaN where not yet filled
     std::vector<double> second;  // second-fluid fraction; empty without a second fluid
+    std::array<std::vector<double>, 6> fibre;  // orientation xx, yy, zz, xy, xz, yz; empty without fibres
 };
 
 // A step that could not be completed: outer iterations that did not reach
@@ -104,6 +109,8 @@ public:
     Fields Download() const;
     // The extended volume-fraction step, null on the basic path.
     const ExtendedVof* Extended() const;
+    // The fibre orientation of a case with fibres, else null.
+    FibreOrientation* Fibre() const;
 
 private:
     struct State;
