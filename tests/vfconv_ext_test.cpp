@@ -13,6 +13,7 @@
 
 #include "flow_test_mesh.h"
 #include "test_support.h"
+#include "vof_advection.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ using flowtest::Up;
 using rvztest::DeviceArray;
 using rvztest::Tool;
 
-constexpr double kFcri = 0.5;
+using voftest::kFcri;
 
 // Flags from a string of 0s and 1s.
 std::vector<bool> Bits(const std::string& s)
@@ -778,117 +779,42 @@ TEST(VfconvExtLimit, EndOfFillingFiresWhenTheLastCellPassesTheCriticalFraction)
 // ---------------------------------------------------------------------------
 
 // Melt enters a chain of unit cells through the left end at the flux m and
-// leaves through the right end; every face carries m. Each time step the
-// library gives the Courant numbers, the face values of the scheme, the
-// compression-corrected coefficients with the deferred correction, the
-// inlet terms, and solves with Jacobi BiCGSTAB. The test supplies the
-// gradient (central differences) and the diagonal of the conservative form,
-// a0 + the corrected outflow through the cell's faces; the compression
-// makes the corrected fluxes diverge, so this diagonal, not the total
-// inflow, keeps the volume balance exact up to the solver. The inlet
-// operation adds its inflow to the diagonal (the inflow form), so the test
-// takes that much off the inlet cell first. scheme -1: first-order upwind
-// (no correction, Fe = 1).
+// leaves through the right end; every face carries m. Each time step is
+// assembled and solved as in vof_advection.h, the test supplying the
+// gradient (central differences, the inlet value 1 on the left) and the
+// outlet's outflow on the diagonal. The inlet operation adds its inflow to
+// the diagonal (the inflow form), so the test takes that much off the
+// inlet cell first.
 struct StepResult {
     std::vector<double> phi;
     double worstBalance = 0.0, lo = 1.0, hi = 0.0;
 };
 
-// Largest |A x - b| over the rows of an ELL system of the mesh.
-double Residual(const BoxMesh& m, const std::vector<double>& A, const std::vector<double>& b,
-                const std::vector<double>& x)
-{
-    double worst = 0.0;
-    for (int r = 0; r < m.nCells; ++r) {
-        double acc = A[r] * x[r];
-        for (int j = 1; j < BoxMesh::nCol; ++j) {
-            const size_t at = static_cast<size_t>(j) * m.newNNU + r;
-            if (m.indexELL[at] >= 0) acc += A[at] * x[m.indexELL[at]];
-        }
-        worst = std::max(worst, std::fabs(acc - b[r]));
-    }
-    return worst;
-}
-
 StepResult AdvectStep(int scheme, int nCells, int steps, double dt)
 {
-    const double flux = 1.0, a0 = 1.0 / dt;
+    const double flux = 1.0;
     const BoxMesh m(nCells, 1, 1);
-    const DeviceMesh d(m);
     const DeviceList in(m.side[0]);
-    const int nF = m.nFaces, nn = m.newNNU, nCol = BoxMesh::nCol, fg = flowtest::Blocks(nF), cg = 1;
-    std::vector<double> phi(m.nExt, 0.0);
-    DeviceArray<double> phiD(phi), gx(m.nExt), gy(std::vector<double>(m.nExt, 0.0)), gz(gy.Download());
-    DeviceArray<double> co(m.nExt), pdt(nCells), tP(nF), tE(nF), mfe(std::vector<double>(nF, flux));
-    DeviceArray<double> Fe(nF), beta(nF), aE(nF), aW(nF), t1(nF), t2(nF), t3(nF), src(nCells), A(m.EllSize());
+    const int nn = m.newNNU, nCol = BoxMesh::nCol;
+    voftest::Advector step(m, std::vector<double>(m.nFaces, flux), dt);
     DeviceArray<double> inFlux(std::vector<double>{-flux}), inT1(1), inT2(1);
     DeviceArray<bool> judge(Bits("1"));
-    Levels L(nF);
-    StepResult out;
-    for (int step = 0; step < steps; ++step) {
-        const std::vector<double> old(phi.begin(), phi.begin() + nCells);
-        std::vector<double> g(m.nExt, 0.0);
-        for (int c = 0; c < nCells; ++c) {
-            const double left = c == 0 ? 1.0 : old[c - 1], right = c == nCells - 1 ? old[c] : old[c + 1];
-            g[c] = (right - left) / 2.0;
-        }
-        gx.Upload(g);
-        Tool().ZeroDeviceMemory(m.nExt, co.get());
+    std::vector<double> diagonal(nCells, 0.0);
+    diagonal[nCells - 1] += flux;  // the outlet
+    diagonal[0] -= flux;           // the inlet operation adds its inflow
+    const auto inlet = [&](DeviceArray<double>& A, DeviceArray<double>& src, DeviceArray<double>& phi,
+                           const DeviceMesh& d) {
         d.ClearScratch();
-        EXPECT_EQ(Tool().Calc_VOF_FlowE_pd_dt_Over_volume(nCells, dt, *d.volume, pdt, cg), 0);
-        EXPECT_EQ(Tool().Calc_VOF_FlowE_CourantNoDonnorCell(nF, nCells, nn, nCol, *d.P, *d.E, mfe, pdt, tP, tE, co,
-                                                            *d.Px, *d.Py, *d.Ex, *d.Ey, *d.scratch, fg, cg),
-                  0);
-        if (scheme >= 0)
-            EXPECT_EQ(Tool().Calc_VOF_FlowE_InnerFlux_HRScheme(nF, *d.P, *d.E, scheme, mfe, phiD, co, gx, gy, gz,
-                                                               *d.xc, *d.yc, *d.zc, Fe, beta, fg),
-                      0);
-        else
-            Fe.Upload(std::vector<double>(nF, 1.0));
-        Tool().ZeroDeviceMemory(nCells, src.get());
-        Tool().ZeroDeviceMemory(static_cast<int>(m.EllSize()), A.get());
-        d.ClearScratch();
-        double maxCe = 0.0, frontVol = 0.0;
-        std::vector<double> area(nF, 1.0);
-        DeviceArray<double> areaD(area);
-        EXPECT_EQ(Tool().Calc_VOF_FlowE_InnerFluxVolF_Method(
-                      0, nF, nCells, nn, nCol, scheme >= 0 ? 1.0 : 0.0, kFcri, 0.3, *d.P, *d.E, mfe, *d.le, *d.sx,
-                      *d.sy, *d.sz, phiD, co, Fe, areaD, gx, gy, gz, *d.volume, *d.Px, *d.Py, *d.Ex, *d.Ey, aE, aW,
-                      t1, t2, t3, *d.scratch, src, fg, cg, nullptr, nullptr, maxCe, frontVol, *L.d1, *L.d2,
-                      L.nLevels, L.count, L.offset, L.total, L.size),
-                  0);
-        EXPECT_EQ(Tool().Calc_MapaEaWToAi(nF, nn, *d.Px, *d.Py, *d.Ex, *d.Ey, aE, aW, A, fg), 0);
-        // Conservative diagonal and the old level's source.
-        std::vector<double> a = A.Download(), s = src.Download();
-        const std::vector<double> e = aE.Download(), w = aW.Download();
-        for (int c = 0; c < nCells; ++c) {
-            a[c] += a0;
-            s[c] += a0 * old[c];
-        }
-        for (int f = 0; f < nF; ++f) {
-            const double corrected = e[f] - w[f];  // m'
-            a[corrected > 0.0 ? m.P[f] : m.E[f]] += std::fabs(corrected);
-        }
-        a[nCells - 1] += flux;  // the outlet
-        a[0] -= flux;           // the inlet operation adds its inflow below
-        A.Upload(a);
-        src.Upload(s);
-        d.ClearScratch();
-        EXPECT_EQ(Tool().Calc_VOF_FlowE_SetVOFInlet(1, 1, nn, nCol, 1.0, *in.slot, judge, inFlux, phiD, src, A, inT1,
+        EXPECT_EQ(Tool().Calc_VOF_FlowE_SetVOFInlet(1, 1, nn, nCol, 1.0, *in.slot, judge, inFlux, phi, src, A, inT1,
                                                     inT2, *in.Px, *in.Py, *d.scratch, 1, 1, *in.rows),
                   0);
-        // Jacobi BiCGSTAB stops at the first exact zero of its scalars (the
-        // first step's right-hand side touches one row only): restarted from
-        // where it stopped until the residual is at round-off.
-        for (int restart = 0; restart < 10 && Residual(m, A.Download(), src.Download(), phiD.Download()) > 1e-13;
-             ++restart) {
-            double resIn = 0.0, resOut = 0.0;
-            int iter = 0;
-            EXPECT_EQ(Tool().BiCGSTAB_ELL(nCells, nCol, *d.indexELL, A, src, phiD, 1e-14, resIn, resOut, iter, 500,
-                                          static_cast<RVZPreconditionType>(1)),
-                      0);
-        }
-        phi = phiD.Download();
+    };
+    const std::vector<double> zero(m.nExt, 0.0);
+    StepResult out;
+    for (int s = 0; s < steps; ++s) {
+        const std::vector<double> old = step.Phi();
+        step.Step(scheme, voftest::CentralGradient(m, old, 0, 1.0, 1.0), zero, zero, diagonal, inlet);
+        const std::vector<double> phi = step.Phi();
         double change = 0.0;
         for (int c = 0; c < nCells; ++c) {
             change += phi[c] - old[c];
@@ -898,7 +824,7 @@ StepResult AdvectStep(int scheme, int nCells, int steps, double dt)
         const double expected = dt * (flux * 1.0 - flux * phi[nCells - 1]);
         out.worstBalance = std::max(out.worstBalance, std::fabs(change - expected));
     }
-    out.phi.assign(phi.begin(), phi.begin() + nCells);
+    out.phi = step.Phi();
     return out;
 }
 
