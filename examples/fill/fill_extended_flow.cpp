@@ -99,7 +99,7 @@ std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& me
 {
     const rvzmesh::BoundaryList& in = mesh.list(BoundaryKind::Inlet);
     std::vector<int> gate(in.size(), 0);
-    const std::vector<GateSpec>& gates = s.extended.gates;
+    const std::vector<GateSetting>& gates = s.extended.gates;
     if (gates.empty()) return gate;
     std::vector<int> groupGate(mesh.groupNames.size(), -1);
     for (size_t g = 0; g < gates.size(); ++g) {
@@ -163,7 +163,7 @@ struct ExtendedFlow::Impl {
          const FlowArrays& arrays, SolveFn solveFn, GradientFn gradientFn);
 
     const rvzmesh::DeviceBoundaryList& L(BoundaryKind k) const { return d.boundary[static_cast<int>(k)]; }
-    std::vector<GateSpec> Specs() const;
+    std::vector<GateSetting> GateSettings() const;
     void UploadGates();
     void Densities();
     void CorrectBoundaryValues();
@@ -179,7 +179,7 @@ struct ExtendedFlow::Impl {
     const int ni = m.list(BoundaryKind::Inlet).size(), ns = m.list(BoundaryKind::Symmetry).size();
     const bool compressible = s.extended.compressibility != "none";
     std::vector<int> gateOf;
-    GateStates gates{Specs()};
+    GateStates gates{GateSettings()};
     std::vector<int> frontCell;  // per gate, the cell of its point (front rule)
     // Gates: per inlet entry the gate (closed faces of no gate: its own
     // closed gate at the end), open flag, pressure (MPa); per gate the
@@ -212,10 +212,10 @@ struct ExtendedFlow::Impl {
     bool compressing = false;
 };
 
-std::vector<GateSpec> ExtendedFlow::Impl::Specs() const
+std::vector<GateSetting> ExtendedFlow::Impl::GateSettings() const
 {
     if (!s.extended.gates.empty()) return s.extended.gates;
-    GateSpec g;
+    GateSetting g;
     g.name = "inlet";
     g.control = s.inlet == "pressure" ? GateControl::Pressure : GateControl::FlowRate;
     g.flow_rate = s.flow_rate;

@@ -25,12 +25,12 @@ CRVZGPUtool* gTool = nullptr;
 using fill::FillSettings;
 using fill::GateControl;
 using fill::GateOpening;
-using fill::GateSpec;
+using fill::GateSetting;
 using fill::GateStates;
 
-GateSpec Gate(const char* name, GateControl control, GateOpening opening)
+GateSetting Gate(const char* name, GateControl control, GateOpening opening)
 {
-    GateSpec g;
+    GateSetting g;
     g.name = name;
     g.control = control;
     g.opening = opening;
@@ -45,7 +45,7 @@ GateSpec Gate(const char* name, GateControl control, GateOpening opening)
 
 TEST(FillGates, OpeningRulesAndSwitchOver)
 {
-    GateSpec timed = Gate("b", GateControl::FlowRate, GateOpening::AtTime);
+    GateSetting timed = Gate("b", GateControl::FlowRate, GateOpening::AtTime);
     timed.open_time = 0.5;
     GateStates gs({Gate("a", GateControl::FlowRate, GateOpening::Always), timed,
                    Gate("c", GateControl::Pressure, GateOpening::AtFront)});
@@ -223,7 +223,7 @@ TEST(FillExtendedFlow, TwoGatesFillAStripSymmetrically)
 {
     FillSettings s = Strip("extended");
     s.geometry = "strip2";
-    GateSpec left = Gate("left", GateControl::FlowRate, GateOpening::Always), right = left;
+    GateSetting left = Gate("left", GateControl::FlowRate, GateOpening::Always), right = left;
     right.name = "right";
     left.flow_rate = right.flow_rate = 0.2;
     left.line["listed"] = right.line["listed"] = 1;
@@ -251,7 +251,7 @@ TEST(FillExtendedFlow, SequentialGatingOpensTheSecondGateWhenTheFrontPasses)
 {
     FillSettings s = Strip("extended");
     s.geometry = "strip2";
-    GateSpec left = Gate("left", GateControl::FlowRate, GateOpening::Always), right = left;
+    GateSetting left = Gate("left", GateControl::FlowRate, GateOpening::Always), right = left;
     right.name = "right";
     right.opening = GateOpening::AtFront;
     right.point[0] = 3.125, right.point[1] = 0.25, right.point[2] = 0.05;

@@ -43,16 +43,16 @@ bool SplitGateKey(const std::string& key, std::string& name, std::string& what)
     return false;
 }
 
-GateSpec& GateNamed(ExtendedFlowSettings& s, const std::string& name)
+GateSetting& GateNamed(ExtendedFlowSettings& s, const std::string& name)
 {
-    for (GateSpec& g : s.gates)
+    for (GateSetting& g : s.gates)
         if (g.name == name) return g;
-    s.gates.push_back(GateSpec{});
+    s.gates.push_back(GateSetting{});
     s.gates.back().name = name;
     return s.gates.back();
 }
 
-void ApplyGateKey(GateSpec& g, const Line& at, const std::string& what, const std::string& value)
+void ApplyGateKey(GateSetting& g, const Line& at, const std::string& what, const std::string& value)
 {
     g.line[what] = at.number;
     if (what == "control") {
@@ -160,7 +160,7 @@ void ApplyExtendedKey(ExtendedFlowSettings& s, const Line& at, const std::string
 
 void FinishExtendedSettings(ExtendedFlowSettings& s, const std::string& file, const std::map<std::string, int>& lines)
 {
-    for (const GateSpec& g : s.gates) {
+    for (const GateSetting& g : s.gates) {
         const auto at = [&](const std::string& what) {
             return Line{file, g.line.at(what), "gate_" + g.name + "_" + what};
         };
@@ -197,7 +197,7 @@ double DensityDerivative(const ExtendedFlowSettings& s, double rho0, double p)
     return 0.0;
 }
 
-GateStates::GateStates(std::vector<GateSpec> gates)
+GateStates::GateStates(std::vector<GateSetting> gates)
     : gates_(std::move(gates)), open_(gates_.size(), 0), control_(gates_.size()), pressure_(gates_.size())
 {
     for (size_t g = 0; g < gates_.size(); ++g) {
@@ -211,7 +211,7 @@ bool GateStates::Open(double time, const std::function<bool(int)>& filledAt)
     bool opened = false;
     for (int g = 0; g < size(); ++g) {
         if (open_[g]) continue;
-        const GateSpec& s = gates_[g];
+        const GateSetting& s = gates_[g];
         const bool now = s.opening == GateOpening::Always ||
                          (s.opening == GateOpening::AtTime && time >= s.open_time) ||
                          (s.opening == GateOpening::AtFront && filledAt(g));

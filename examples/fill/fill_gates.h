@@ -20,7 +20,7 @@ enum class GateControl { FlowRate, Pressure };
 // (the cell holding the point is filled): sequential valve gating.
 enum class GateOpening { Always, AtTime, AtFront };
 
-struct GateSpec {
+struct GateSetting {
     std::string name;  // the mesh's inlet group, "inlet_<name>" or "<name>"
     GateControl control = GateControl::FlowRate;
     double flow_rate = 0.0;  // cm^3/s
@@ -35,7 +35,7 @@ struct GateSpec {
 struct ExtendedFlowSettings {
     // Gates in the order of the key `gates`; none: one gate of every inlet
     // face under the case's `inlet` control.
-    std::vector<GateSpec> gates;
+    std::vector<GateSetting> gates;
     // Switch-over: at this filled fraction every flow-rate gate changes to
     // the holding pressure (MPa); a negative fraction: no switch-over.
     double switch_over_fraction = -1.0;
@@ -86,9 +86,9 @@ double DensityDerivative(const ExtendedFlowSettings& s, double rho0, double p);
 
 class GateStates {
 public:
-    explicit GateStates(std::vector<GateSpec> gates);
+    explicit GateStates(std::vector<GateSetting> gates);
     int size() const { return static_cast<int>(gates_.size()); }
-    const GateSpec& gate(int g) const { return gates_[g]; }
+    const GateSetting& gate(int g) const { return gates_[g]; }
     bool open(int g) const { return open_[g] != 0; }
     GateControl control(int g) const { return control_[g]; }
     double pressure(int g) const { return pressure_[g]; }  // MPa, under pressure control
@@ -104,7 +104,7 @@ public:
     bool SwitchOver(double filledFraction, double fraction, double holding);
 
 private:
-    std::vector<GateSpec> gates_;
+    std::vector<GateSetting> gates_;
     std::vector<char> open_;
     std::vector<GateControl> control_;
     std::vector<double> pressure_;

@@ -4,17 +4,17 @@ in three cell layers, filled from its x = 0 edge at a constant front speed,
 so the arrival time of a cell is x / speed and cells beyond the front at the
 end are unfilled (empty arrival time)."""
 
-import importlib.util
 import os
 import subprocess
 import sys
 import tempfile
+import types
 
 here = os.path.dirname(os.path.abspath(__file__))
 script = os.path.join(here, "..", "plot-fill.py")
-spec = importlib.util.spec_from_file_location("plot_fill", script)
-plot_fill = importlib.util.module_from_spec(spec)
-spec.loader.exec_module(plot_fill)
+plot_fill = types.ModuleType("plot_fill")
+with open(script) as source:
+    exec(compile(source.read(), script, "exec"), plot_fill.__dict__)
 
 failures = []
 
