@@ -163,19 +163,8 @@ double EnergyStep::Solve(const double* mfeD, const double* mfeInletD, const doub
     Ok(t.CalcSC_FinalCoeffRHS_Sfi(nc, N, nCol, 1.0, T, a.A, a.A, a.Su, bc_.melt_temperature, a.hotRunner, cb),
        "CalcSC_FinalCoeffRHS_Sfi");
 
-    // Solve on work vectors of new_nnu entries; padding rows are an identity.
     const std::vector<double> before = a.T.Download(nc);
-    std::vector<double> Apad = a.A.Download();
-    for (int r = nc; r < N; ++r) Apad[r] = 1.0;
-    a.A.Upload(Apad);
-    a.x.Zero();
-    a.b.Zero();
-    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.x), T), "DataCopyDevice2Device");
-    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.b), static_cast<double*>(a.Su)), "DataCopyDevice2Device");
-    double resIn = 0.0, resOut = 0.0;
-    int iter = 0;
-    Ok(t.BiCGSTAB_ELL(nc, nCol, dev_.indexELL, a.A, a.b, a.x, 1e-12, resIn, resOut, iter, 4000, 1), "BiCGSTAB_ELL");
-    Ok(t.DataCopyDevice2Device(nc, T, static_cast<double*>(a.x)), "DataCopyDevice2Device");
+    SolveTemperatureSystem(t, nc, N, nCol, dev_.indexELL, a.A, a.Su, T, a.x, a.b);
     if (bc_.heat_transfer > 0.0)
         Ok(t.Calc_UpdateThermoBC3WallTemperature(a.nw, bc_.heat_transfer, wall.cell, wall.slot, a.wet, wall.sx, wall.sy,
                                                  wall.sz, wall.surfDist, a.mk, T, Blocks(a.nw)),
@@ -184,6 +173,23 @@ double EnergyStep::Solve(const double* mfeD, const double* mfeInletD, const doub
     double change = 0.0;
     for (int i = 0; i < nc; ++i) change = std::max(change, std::fabs(after[i] - before[i]));
     return change;
+}
+
+void SolveTemperatureSystem(CRVZGPUtool& t, int nc, int N, int nCol, int* indexELL, Buf<double>& A,
+                            const Buf<double>& Su, double* T, Buf<double>& x, Buf<double>& b)
+{
+    // Work vectors of new_nnu entries; the padding rows become identity rows.
+    std::vector<double> Apad = A.Download();
+    for (int r = nc; r < N; ++r) Apad[r] = 1.0;
+    A.Upload(Apad);
+    x.Zero();
+    b.Zero();
+    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(x), T), "DataCopyDevice2Device");
+    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(b), static_cast<double*>(Su)), "DataCopyDevice2Device");
+    double resIn = 0.0, resOut = 0.0;
+    int iter = 0;
+    Ok(t.BiCGSTAB_ELL(nc, nCol, indexELL, A, b, x, 1e-12, resIn, resOut, iter, 4000, 1), "BiCGSTAB_ELL");
+    Ok(t.DataCopyDevice2Device(nc, T, static_cast<double*>(x)), "DataCopyDevice2Device");
 }
 
 }  // namespace channel

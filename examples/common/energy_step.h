@@ -21,6 +21,16 @@ class CRVZGPUtool;
 
 namespace channel {
 
+template <class T>
+class Buf;
+
+// Solves an assembled temperature system A T = Su (ELL, nc rows padded to
+// N = new_nnu, nCol columns) by Jacobi BiCGSTAB to 1e-12 on the work
+// vectors x and b (N entries), starting from and writing the cells of T.
+// The padding rows of A become identity rows. Throws on a library failure.
+void SolveTemperatureSystem(CRVZGPUtool& t, int nc, int N, int nCol, int* indexELL, Buf<double>& A,
+                            const Buf<double>& Su, double* T, Buf<double>& x, Buf<double>& b);
+
 struct ThermalProperties {
     double density = 1.0;
     double specific_heat = 1.0;  // cp, constant

@@ -7,6 +7,7 @@
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "energy_step.h"
 
 namespace fill {
 
@@ -242,19 +243,8 @@ double ExtendedEnergy::Solve(const double* vfeD, const double* fluxD, const doub
            "CalcSC_FlowE_ViscousDisspationVolumetricTerm");
     Ok(t.CalcSC_FlowE_FinalCoeffRHS_Sfi(nc, N, nCol, 1.0, T, a.A, a.Su, 1.0, cb), "CalcSC_FlowE_FinalCoeffRHS_Sfi");
 
-    // Solve on work vectors of new_nnu entries; padding rows are an identity.
     const std::vector<double> before = a.T.Download(nc);
-    std::vector<double> Apad = a.A.Download();
-    for (int r = nc; r < N; ++r) Apad[r] = 1.0;
-    a.A.Upload(Apad);
-    a.x.Zero();
-    a.b.Zero();
-    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.x), T), "DataCopyDevice2Device");
-    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.b), static_cast<double*>(a.Su)), "DataCopyDevice2Device");
-    double resIn = 0.0, resOut = 0.0;
-    int iter = 0;
-    Ok(t.BiCGSTAB_ELL(nc, nCol, dev.indexELL, a.A, a.b, a.x, 1e-12, resIn, resOut, iter, 4000, 1), "BiCGSTAB_ELL");
-    Ok(t.DataCopyDevice2Device(nc, T, static_cast<double*>(a.x)), "DataCopyDevice2Device");
+    channel::SolveTemperatureSystem(t, nc, N, nCol, dev.indexELL, a.A, a.Su, T, a.x, a.b);
     // Wall surface temperatures where conduction from the cell balances the
     // transfer to the mould.
     if (a.nw > 0)
