@@ -3,8 +3,9 @@
 // each an inlet group under its own flow-rate or pressure control and
 // opening rule; switch-over to a holding pressure and packing with a
 // compressible melt (the continuity equation's d rho/dp and thermal
-// terms); vents decided from the air pressure. The momentum equations and
-// the volume fraction are the basic path's.
+// terms); vents decided from the air pressure. The momentum equations are
+// assembled by ExtendedMomentum (fill_extended_momentum.h), the volume
+// fraction is the basic path's.
 //
 // One pressure-correction pass (ExtendedFlow::PressureCorrection):
 //   interior face fluxes and coefficients; their conservative sum into the

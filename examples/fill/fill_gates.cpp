@@ -109,7 +109,9 @@ bool IsExtendedKey(const std::string& key)
                                                "compression_wall",
                                                "compression_speed",
                                                "compression_start",
-                                               "compression_stroke"};
+                                               "compression_stroke",
+                                               "gravity",
+                                               "momentum_gamma"};
     std::string name, what;
     return keys.count(key) != 0 || SplitGateKey(key, name, what);
 }
@@ -155,6 +157,19 @@ void ApplyExtendedKey(ExtendedFlowSettings& s, const Line& at, const std::string
         s.compression_start = channel::NotNegative(at, channel::ToDouble(at, value));
     } else if (k == "compression_stroke") {
         s.compression_stroke = channel::Positive(at, channel::ToDouble(at, value));
+    } else if (k == "gravity") {
+        std::istringstream in(value);
+        std::string word;
+        int count = 0;
+        while (in >> word) {
+            if (count == 3) at.Fail("needs three numbers, x y z in cm/s^2");
+            s.gravity[count++] = channel::ToDouble(at, word);
+        }
+        if (count != 3) at.Fail("needs three numbers, x y z in cm/s^2");
+    } else if (k == "momentum_gamma") {
+        const double g = channel::ToDouble(at, value);
+        if (!(g >= 0.0 && g <= 1.0)) at.Fail("must lie in [0, 1]");
+        s.momentum_gamma = g;
     }
 }
 

@@ -64,13 +64,18 @@ struct ExtendedFlowSettings {
     // its wetted faces carry a melt inflow of the speed times their area.
     std::string compression_wall;
     double compression_speed = 0.0, compression_start = 0.0, compression_stroke = 0.0;
+    // Momentum (fill_extended_momentum.h): gravity (cm/s^2, x y z) acting
+    // on the melt, and the weight of the deferred correction of the face
+    // values in [0, 1] (0: upwind).
+    double gravity[3] = {0.0, 0.0, 0.0};
+    double momentum_gamma = 0.0;
 };
 
 // Reads one key of the extended flow path into `s` (gates, gate_<name>_*,
 // switch_over_fraction, holding_pressure, pack_time, compressibility,
 // drho_dp, tait_b, tait_c, drho_dT, vent_air_pressure, vent_groups,
 // compression_wall, compression_speed, compression_start,
-// compression_stroke);
+// compression_stroke, gravity, momentum_gamma);
 // returns false for a key that is not one of them. `value` is refused at
 // `at` when it is malformed.
 bool IsExtendedKey(const std::string& key);

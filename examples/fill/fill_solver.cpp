@@ -14,6 +14,7 @@
 #include "fill_front_temperature.h"
 #include "fill_extended_vof.h"
 #include "fill_extended_flow.h"
+#include "fill_extended_momentum.h"
 #include "fill_fibre.h"
 
 namespace fill {
@@ -176,6 +177,8 @@ struct Filling::State {
 
     // The extended flow path (flow_path = extended), or none.
     std::unique_ptr<ExtendedFlow> flowx;
+    // Its momentum equations (fill_extended_momentum.h).
+    std::unique_ptr<ExtendedMomentum> momx;
     double largestInflow = 0.0;
     double ExtendedContinuity();
 };
@@ -214,6 +217,9 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
                 Solve(Am, rhs, phi, kPressureTolerance, "BiCGSTAB_ELL (pressure correction)");
             },
             [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); });
+        MomentumArrays ma{u, v, w, u0, v0, w0, vis, den, vfe, flux, mfe, aE, aW, Su, Sv, Sw, APv, APR, A, temp, scratch,
+                          {grad[0], grad[1], grad[2], grad[3], grad[4], grad[5], grad[6], grad[7], grad[8]}};
+        momx = std::make_unique<ExtendedMomentum>(t, s, m, d, ma);
     }
     if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
 }
@@ -393,15 +399,19 @@ void Filling::State::Momentum()
     const auto &In = L(BoundaryKind::Inlet), &W = L(BoundaryKind::Wall);
     const int fb = Blocks(nf), cb = Blocks(nc);
     for (D* a : {&Su, &Sv, &Sw, &APv, &APR}) a->Zero();
-    Ok(t.Calc_mfeD(nf, s.density, s.air_density, vfe, flux, mfe, fb), "Calc_mfeD");
-    scratch.Zero();
-    Ok(t.Calc_InnerFluxUVW(nf, nc, N, nCol, 0.5, 0.0, d.ijP, d.ijE, d.le, grad[0], grad[1], grad[2], grad[3], grad[4],
-                           grad[5], grad[6], grad[7], grad[8], d.xc, d.yc, d.zc, u, v, w, vis, d.sx, d.sy, d.sz, mfe, aE,
-                           aW, Su, Sv, Sw, temp, d.mapPx, d.mapPy, d.mapEx, d.mapEy, scratch, fb, cb),
-       "Calc_InnerFluxUVW");
-    Ok(t.Calc_UnsteadyTermContribution(nc, dt, 1.0, 0.0, den, d.volume, u0, u0, v0, v0, w0, w0, Su, Sv, Sw, APv, APR,
-                                       cb),
-       "Calc_UnsteadyTermContribution");
+    if (momx) {
+        momx->FacesAndCellSources(dt);
+    } else {
+        Ok(t.Calc_mfeD(nf, s.density, s.air_density, vfe, flux, mfe, fb), "Calc_mfeD");
+        scratch.Zero();
+        Ok(t.Calc_InnerFluxUVW(nf, nc, N, nCol, 0.5, 0.0, d.ijP, d.ijE, d.le, grad[0], grad[1], grad[2], grad[3],
+                               grad[4], grad[5], grad[6], grad[7], grad[8], d.xc, d.yc, d.zc, u, v, w, vis, d.sx, d.sy,
+                               d.sz, mfe, aE, aW, Su, Sv, Sw, temp, d.mapPx, d.mapPy, d.mapEx, d.mapEy, scratch, fb, cb),
+           "Calc_InnerFluxUVW");
+        Ok(t.Calc_UnsteadyTermContribution(nc, dt, 1.0, 0.0, den, d.volume, u0, u0, v0, v0, w0, w0, Su, Sv, Sw, APv,
+                                           APR, cb),
+           "Calc_UnsteadyTermContribution");
+    }
     scratch.Zero();
     Ok(t.Calc_InOutletBoundary_SourceTerm(ni, In.nRows, N, nCol, nullptr, In.slot, CBin, u, v, w, APv, APR, Su, Sv, Sw,
                                           In.mapPx, In.mapPy, scratch, In.rows, Blocks(ni), Blocks(In.nRows)),
@@ -422,10 +432,14 @@ void Filling::State::Momentum()
     D* fields[3] = {&u, &v, &w};
     D* sources[3] = {&Su, &Sv, &Sw};
     for (int c = 0; c < 3; ++c) {
-        Ok(t.Calc_FinalCoeffRHS_Sfi(nc, N, nCol, s.relax_velocity, *fields[c], A, APv, *sources[c], cb),
-           "Calc_FinalCoeffRHS_Sfi");
+        if (momx)
+            momx->FinalCoefficients(*fields[c], *sources[c]);
+        else
+            Ok(t.Calc_FinalCoeffRHS_Sfi(nc, N, nCol, s.relax_velocity, *fields[c], A, APv, *sources[c], cb),
+               "Calc_FinalCoeffRHS_Sfi");
         Solve(A, *sources[c], *fields[c], kMomentumTolerance, "BiCGSTAB_ELL (momentum)");
     }
+    if (momx) return momx->SimplecFactor();
     Ok(t.Calc_ModAi4ValveGate_APR(nc, APR, A, cb), "Calc_ModAi4ValveGate_APR");
     Ok(t.Calc_APR_SIMPLEC(nc, N, nCol, A, APR, cb), "Calc_APR_SIMPLEC");
 }
