@@ -1,20 +1,14 @@
 #include "fill_extended_momentum.h"
 
-#include <string>
-
 #include "CRVZGPUtool.h"
-#include "fill_solver.h"
+#include "device_buffer.h"
 
 namespace fill {
 
 namespace {
 
+using channel::Ok;  // a failed call ends the run as a device failure (RunFill)
 using rvzmesh::Blocks;
-
-void Ok(int status, const char* step)
-{
-    if (status != 0) throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
-}
 
 // Weight of the limiter between the deferred non-orthogonal correction and
 // the explicit diffusion (the basic path's value).
