@@ -174,8 +174,10 @@ TEST(FillDisk, RadialFrontFromTheCentreGate)
 //   4 and 8 cells;
 // - the front: the melt of about the last cell behind the volume front
 //   (x_f from the melt volume) carries no pressure drop, since the vents of
-//   the wall cells there hold the column at zero pressure, so the melt
-//   sees x_f - delta. Fitting x_f^2 - 2 delta x_f = K t + c over the run
+//   the wall row, whose front lags the interior rows' by about the gap,
+//   hold the column there at zero pressure (and on 8 cells across the
+//   wall cells behind the front keep air, a low-viscosity layer), so the
+//   melt sees x_f - delta. Fitting x_f^2 - 2 delta x_f = K t + c over the run
 //   separates the constant offset delta from K.
 // K of the fit holds within 5 % on 8 cells across and comes closer than on
 // 4; delta stays below one and a half cells; the fill time, which carries
