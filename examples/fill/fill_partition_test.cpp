@@ -2,15 +2,21 @@
 // the run of the same case on one process, and the .pvtu of a partitioned
 // run naming every piece, whose cell counts add up to the mesh.
 //
-// What agrees: the step count and the outer iterations of every step
-// exactly; the linear-solver iterations of a step to within one per
-// solve kind (the partial sums over processes round differently, and a
-// solve whose residual ends next to its tolerance can stop one iteration
-// earlier or later); the fields to 1e-8 of each field's largest magnitude
-// (measured on this plate: at most 3e-9 for the velocity, 6e-10 for the
-// pressure, 0 for the arrival times, at 2 and 4 processes). A halo left stale, a sum taken over one
+// What agrees, on a plate of 192 cells at 2 and 4 processes: the step
+// count and the outer iterations of every step exactly. At a constant
+// inlet pressure (three steps) also the linear-solver iterations of every
+// step, and the fields to 1e-12 of each field's largest magnitude
+// (measured: below 1.5e-15). At a constant flow rate some volume-fraction
+// solves do not reach their tolerance of 1e-10 and run to the iteration
+// limit, where the iterate wanders at rounding level, and a solve whose
+// residual ends next to its tolerance stops one iteration earlier or
+// later when the partial sums over processes round differently: the
+// linear iterations of a step agree to within one per solve kind (three
+// per outer iteration) and the fields to 1e-8 (measured: 5e-10 after
+// four steps, 3e-9 after eight). A halo left stale, a sum taken over one
 // part only or a wrong copy list moves them by far more (a missing refresh
-// of the SIMPLEC factor after the momentum solves: 1e-2).
+// of the SIMPLEC factor after the momentum solves: 2e-3 in the velocity at
+// 2 processes). The pieces and the .pvtu are checked after one step.
 #include <gtest/gtest.h>
 #include <mpi.h>
 
@@ -115,9 +121,11 @@ double Deviation(const std::vector<double>& a, const std::vector<double>& b)
     return scale > 0.0 ? diff / scale : diff;
 }
 
-TEST(FillPartitioned, FieldsAndIterationCountsMatchOneProcess)
+// exact: the linear iterations of every step equal and the fields to
+// 1e-12; else within one iteration per solve kind and 1e-8.
+void ExpectMatchesOneProcess(const FillSettings& s, bool exact)
 {
-    const FillSettings s = SmallPlate();
+    const double tol = exact ? 1e-12 : 1e-8;
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
     Outcome one;
     if (Rank() == 0) one = OneProcess(s, mesh);
@@ -129,20 +137,37 @@ TEST(FillPartitioned, FieldsAndIterationCountsMatchOneProcess)
         EXPECT_EQ(a.outerIterations, b.outerIterations) << "step " << a.step;
         // About 140 solves a step: momentum (three), pressure correction,
         // volume fraction per outer iteration.
-        EXPECT_LE(std::abs(a.linearIterations - b.linearIterations), 3 * a.outerIterations) << "step " << a.step;
-        EXPECT_NEAR(a.time, b.time, 1e-8 * a.time) << "step " << a.step;
-        EXPECT_NEAR(a.inletPressure, b.inletPressure, 1e-8 * a.inletPressure) << "step " << a.step;
-        EXPECT_NEAR(a.filledFraction, b.filledFraction, 1e-8) << "step " << a.step;
+        EXPECT_LE(std::abs(a.linearIterations - b.linearIterations), exact ? 0 : 3 * a.outerIterations)
+            << "step " << a.step << ": " << a.linearIterations << " and " << b.linearIterations;
+        EXPECT_NEAR(a.time, b.time, tol * a.time) << "step " << a.step;
+        EXPECT_NEAR(a.inletPressure, b.inletPressure, tol * a.inletPressure) << "step " << a.step;
+        EXPECT_NEAR(a.filledFraction, b.filledFraction, tol) << "step " << a.step;
     }
     const char* names[] = {"volume fraction", "pressure", "u", "v", "w", "arrival time"};
     for (size_t f = 0; f < one.fields.size(); ++f) {
         ASSERT_EQ(one.fields[f].size(), many.fields[f].size()) << names[f];
         const double deviation = Deviation(one.fields[f], many.fields[f]);
-        EXPECT_LE(deviation, 1e-8) << names[f];
+        EXPECT_LE(deviation, tol) << names[f];
         std::printf("%d processes: %s deviates by %.3g of its largest magnitude\n", Size(), names[f], deviation);
     }
     // The run got somewhere: melt beyond the inlet cells.
-    EXPECT_GT(one.history.back().filledFraction, 0.05);
+    EXPECT_GT(one.history.back().filledFraction, 0.01);
+}
+
+TEST(FillPartitioned, FlowRateInletMatchesOneProcess)
+{
+    FillSettings s = SmallPlate();
+    s.max_steps = 4;
+    ExpectMatchesOneProcess(s, false);
+}
+
+TEST(FillPartitioned, PressureInletMatchesOneProcess)
+{
+    FillSettings s = SmallPlate();
+    s.inlet = "pressure";
+    s.inlet_pressure = 0.05;
+    s.max_steps = 3;
+    ExpectMatchesOneProcess(s, true);
 }
 
 // Numbers of cells of a .vtu piece (its Piece element).
@@ -159,7 +184,7 @@ int PieceCells(const std::string& path)
 TEST(FillPartitioned, PvtuNamesEveryPieceAndThePiecesHoldEveryCell)
 {
     FillSettings s = SmallPlate();
-    s.max_steps = 2;
+    s.max_steps = 1;
     const std::filesystem::path dir = std::filesystem::temp_directory_path() /
                                       ("rvzgpu_fill_partition_np" + std::to_string(Size()));
     if (Rank() == 0) {
