@@ -739,7 +739,6 @@ void Filling::State::VolumeFraction()
     scratch.Zero();
     Ok(t.Calc_CellFR(nf, nc, N, nCol, flux, tx, ty, cellFR, d.mapPx, d.mapPy, d.mapEx, d.mapEy, scratch, fb, cb),
        "Calc_CellFR");
-    Halo({courant, cellFR});
 
     if (ext) return ExtendedVolumeFraction();
     AssembleVolumeFraction();
