@@ -13,7 +13,14 @@
 // to its tolerance stops one iteration earlier or later when the partial
 // sums over processes round differently: the linear iterations of a step
 // agree to within one per solve kind (three per outer iteration) and the
-// fields to 1e-8 (measured: 1e-9). A halo left stale moves them by more:
+// fields to 1e-8 (measured: 1e-9). A Cross-WLF melt in a cold mould with
+// the energy step (three steps, up to 37 outer iterations) amplifies a
+// change in the last bits: a one-process run whose inlet pressure changes
+// by 1e-14 of itself moves the pressure by 7e-10 of its largest value; the
+// partitioned runs keep every iteration count and stay within ten times
+// that change of each field (measured: about half of it; without the
+// distributed temperature solve, 1e-3 in the temperature). A halo left
+// stale moves them by more:
 // without the refresh of the viscosity and density 0.17, of the volume
 // fraction after its correction 6e-5 (both comparisons fail), of the
 // SIMPLEC factor 6e-11 (the exact comparison fails). The pieces and the
@@ -84,7 +91,7 @@ struct Outcome {
 
 std::vector<std::vector<double>> Pick(const fill::Fields& f)
 {
-    return {f.volf, f.p, f.u, f.v, f.w, f.arrival};
+    return {f.volf, f.p, f.u, f.v, f.w, f.arrival, f.T};
 }
 
 Outcome OneProcess(const FillSettings& s, const rvzmesh::Mesh& mesh)
@@ -126,33 +133,52 @@ double Deviation(const std::vector<double>& a, const std::vector<double>& b)
     return scale > 0.0 ? diff / scale : diff;
 }
 
-// exact: the linear iterations of every step equal and the fields to
-// 1e-12; else within one iteration per solve kind and 1e-8.
-void ExpectMatchesOneProcess(const FillSettings& s, bool exact)
+// How closely a partitioned run must follow one process.
+enum class Match {
+    Exact,        // linear iterations of every step equal, fields to 1e-12
+    Loose,        // linear iterations within one per solve kind, fields to 1e-8
+    AsRounding,   // linear iterations equal; each field within ten times the
+                  // change a one-process run shows when its inlet pressure
+                  // changes by 1e-14 of itself (at least 1e-12)
+};
+
+void ExpectMatchesOneProcess(const FillSettings& s, Match match)
 {
-    const double tol = exact ? 1e-12 : 1e-8;
+    const double tol = match == Match::Loose ? 1e-8 : 1e-12;
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
-    Outcome one;
+    Outcome one, nudged;
     if (Rank() == 0) one = OneProcess(s, mesh);
+    if (Rank() == 0 && match == Match::AsRounding) {
+        FillSettings q = s;
+        q.inlet_pressure *= 1.0 + 1e-14;
+        nudged = OneProcess(q, mesh);
+    }
     const Outcome many = Partitioned(s, mesh);
     if (Rank() != 0) return;
     ASSERT_EQ(one.history.size(), many.history.size());
     for (size_t k = 0; k < one.history.size(); ++k) {
         const fill::StepRecord &a = one.history[k], &b = many.history[k];
         EXPECT_EQ(a.outerIterations, b.outerIterations) << "step " << a.step;
-        // About 140 solves a step: momentum (three), pressure correction,
-        // volume fraction per outer iteration.
-        EXPECT_LE(std::abs(a.linearIterations - b.linearIterations), exact ? 0 : 3 * a.outerIterations)
+        // Per outer iteration three momentum solves and a pressure
+        // correction, then the volume-fraction solves.
+        EXPECT_LE(std::abs(a.linearIterations - b.linearIterations), match == Match::Loose ? 3 * a.outerIterations : 0)
             << "step " << a.step << ": " << a.linearIterations << " and " << b.linearIterations;
-        EXPECT_NEAR(a.time, b.time, tol * a.time) << "step " << a.step;
-        EXPECT_NEAR(a.inletPressure, b.inletPressure, tol * a.inletPressure) << "step " << a.step;
-        EXPECT_NEAR(a.filledFraction, b.filledFraction, tol) << "step " << a.step;
+        const double stepTol = match == Match::AsRounding ? 1e-8 : tol;
+        EXPECT_NEAR(a.time, b.time, stepTol * a.time) << "step " << a.step;
+        EXPECT_NEAR(a.inletPressure, b.inletPressure, stepTol * a.inletPressure) << "step " << a.step;
+        EXPECT_NEAR(a.filledFraction, b.filledFraction, stepTol) << "step " << a.step;
     }
-    const char* names[] = {"volume fraction", "pressure", "u", "v", "w", "arrival time"};
+    const char* names[] = {"volume fraction", "pressure", "u", "v", "w", "arrival time", "temperature"};
     for (size_t f = 0; f < one.fields.size(); ++f) {
         ASSERT_EQ(one.fields[f].size(), many.fields[f].size()) << names[f];
         const double deviation = Deviation(one.fields[f], many.fields[f]);
-        EXPECT_LE(deviation, tol) << names[f];
+        double limit = tol;
+        if (match == Match::AsRounding) {
+            const double rounding = Deviation(one.fields[f], nudged.fields[f]);
+            limit = std::max(tol, 10.0 * rounding);
+            std::printf("one process, inlet pressure changed by 1e-14: %s changes by %.3g\n", names[f], rounding);
+        }
+        EXPECT_LE(deviation, limit) << names[f];
         std::printf("%d processes: %s deviates by %.3g of its largest magnitude\n", Size(), names[f], deviation);
     }
     // The run got somewhere: melt beyond the inlet cells.
@@ -163,7 +189,7 @@ TEST(FillPartitioned, FlowRateInletMatchesOneProcess)
 {
     FillSettings s = SmallPlate();
     s.max_steps = 4;
-    ExpectMatchesOneProcess(s, false);
+    ExpectMatchesOneProcess(s, Match::Loose);
 }
 
 TEST(FillPartitioned, PressureInletMatchesOneProcess)
@@ -172,7 +198,21 @@ TEST(FillPartitioned, PressureInletMatchesOneProcess)
     s.inlet = "pressure";
     s.inlet_pressure = 0.05;
     s.max_steps = 3;
-    ExpectMatchesOneProcess(s, true);
+    ExpectMatchesOneProcess(s, Match::Exact);
+}
+
+// The energy step with a Cross-WLF melt in a cold mould: the temperature
+// solve distributed too, the viscosity following the temperature.
+TEST(FillPartitioned, NonIsothermalPressureInletMatchesOneProcess)
+{
+    FillSettings s = SmallPlate();
+    s.viscosity_model = "cross-wlf";
+    s.thermal = "non-isothermal";
+    s.mould_temperature = 50.0;
+    s.inlet = "pressure";
+    s.inlet_pressure = 1.0;
+    s.max_steps = 3;
+    ExpectMatchesOneProcess(s, Match::AsRounding);
 }
 
 // Numbers of cells of a .vtu piece (its Piece element).

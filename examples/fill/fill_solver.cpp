@@ -203,12 +203,13 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
     cavity = Sum(cavity);
     inletCell.assign(nc, 0);
     for (int c : H(BoundaryKind::Inlet).cell) inletCell[c] = 1;
-    FrontTemperature::Solver frontSolve;
+    // The distributed solve of the part, for the steps that solve on their own.
+    FrontTemperature::Solver partSolve;
     if (par != nullptr)
-        frontSolve = [this](double* Am, double* rhs, double* phi, double tol) {
+        partSolve = [this](double* Am, double* rhs, double* phi, double tol) {
             par->Solve(d.indexELL, Am, rhs, phi, tol);
         };
-    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI, frontSolve);
+    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI, partSolve);
     if (s.thermal == "non-isothermal" && s.energy == "extended") {
         energyx = std::make_unique<ExtendedEnergy>(t, s, m, d);
     } else if (s.thermal == "non-isothermal") {
@@ -222,6 +223,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         bc.heat_transfer = s.heat_transfer;
         bc.viscous_heating = s.viscous_heating != 0;
         energy = std::make_unique<channel::EnergyStep>(t, m, d, props, bc);
+        if (par != nullptr) energy->SetSolver(partSolve);
     }
     if (s.vof_path == "extended")
         ext = std::make_unique<ExtendedVof>(
