@@ -258,7 +258,6 @@ void CheckPartitionedSettings(const FillSettings& s)
     if (s.flow_path != "basic") FailAt(s, {"flow_path"}, "flow_path = " + s.flow_path + why);
     if (s.vof_path != "basic") FailAt(s, {"vof_path"}, "vof_path = " + s.vof_path + why);
     if (s.thermal != "isothermal" && s.energy != "basic") FailAt(s, {"energy", "thermal"}, "energy = " + s.energy + why);
-    if (s.fibre != 0) FailAt(s, {"fibre"}, "fibre = on" + why);
 }
 
 }  // namespace fill

@@ -17,10 +17,10 @@
 // the energy step (three steps, up to 37 outer iterations) amplifies a
 // change in the last bits: a one-process run whose inlet pressure changes
 // by 1e-14 of itself moves the pressure by 7e-10 of its largest value; the
-// partitioned runs keep every iteration count and stay within ten times
-// that change of each field (measured: about half of it; without the
-// distributed temperature solve, 1e-3 in the temperature). A halo left
-// stale moves them by more:
+// partitioned runs (which keep every iteration count here) stay within ten
+// times that change of each field (measured: about half of it; without the
+// distributed temperature solve, 1e-3 in the temperature). The fibre case
+// below runs 40 steps, past the cut. A halo left stale moves them by more:
 // without the refresh of the viscosity and density 0.17, of the volume
 // fraction after its correction 6e-5 (both comparisons fail), of the
 // SIMPLEC factor 6e-11 (the exact comparison fails). The pieces and the
@@ -91,7 +91,10 @@ struct Outcome {
 
 std::vector<std::vector<double>> Pick(const fill::Fields& f)
 {
-    return {f.volf, f.p, f.u, f.v, f.w, f.arrival, f.T};
+    std::vector<std::vector<double>> picked = {f.volf, f.p, f.u, f.v, f.w, f.arrival, f.T};
+    for (const auto& component : f.fibre)
+        if (!component.empty()) picked.push_back(component);
+    return picked;
 }
 
 Outcome OneProcess(const FillSettings& s, const rvzmesh::Mesh& mesh)
@@ -137,9 +140,10 @@ double Deviation(const std::vector<double>& a, const std::vector<double>& b)
 enum class Match {
     Exact,        // linear iterations of every step equal, fields to 1e-12
     Loose,        // linear iterations within one per solve kind, fields to 1e-8
-    AsRounding,   // linear iterations equal; each field within ten times the
-                  // change a one-process run shows when its inlet pressure
-                  // changes by 1e-14 of itself (at least 1e-12)
+    AsRounding,   // each field within ten times the change a one-process run
+                  // shows when its inlet pressure changes by 1e-14 of itself
+                  // (at least 1e-12); the linear iterations are not compared
+                  // (a rounding change moves them too)
 };
 
 void ExpectMatchesOneProcess(const FillSettings& s, Match match)
@@ -161,14 +165,19 @@ void ExpectMatchesOneProcess(const FillSettings& s, Match match)
         EXPECT_EQ(a.outerIterations, b.outerIterations) << "step " << a.step;
         // Per outer iteration three momentum solves and a pressure
         // correction, then the volume-fraction solves.
-        EXPECT_LE(std::abs(a.linearIterations - b.linearIterations), match == Match::Loose ? 3 * a.outerIterations : 0)
-            << "step " << a.step << ": " << a.linearIterations << " and " << b.linearIterations;
+        if (match != Match::AsRounding)
+            EXPECT_LE(std::abs(a.linearIterations - b.linearIterations),
+                      match == Match::Loose ? 3 * a.outerIterations : 0)
+                << "step " << a.step << ": " << a.linearIterations << " and " << b.linearIterations;
         const double stepTol = match == Match::AsRounding ? 1e-8 : tol;
         EXPECT_NEAR(a.time, b.time, stepTol * a.time) << "step " << a.step;
         EXPECT_NEAR(a.inletPressure, b.inletPressure, stepTol * a.inletPressure) << "step " << a.step;
         EXPECT_NEAR(a.filledFraction, b.filledFraction, stepTol) << "step " << a.step;
     }
-    const char* names[] = {"volume fraction", "pressure", "u", "v", "w", "arrival time", "temperature"};
+    const char* names[] = {"volume fraction", "pressure", "u",         "v",         "w",         "arrival time",
+                           "temperature",     "fibre axx", "fibre ayy", "fibre azz", "fibre axy", "fibre axz",
+                           "fibre ayz"};
+    ASSERT_EQ(one.fields.size(), many.fields.size());
     for (size_t f = 0; f < one.fields.size(); ++f) {
         ASSERT_EQ(one.fields[f].size(), many.fields[f].size()) << names[f];
         const double deviation = Deviation(one.fields[f], many.fields[f]);
@@ -212,6 +221,32 @@ TEST(FillPartitioned, NonIsothermalPressureInletMatchesOneProcess)
     s.inlet = "pressure";
     s.inlet_pressure = 1.0;
     s.max_steps = 3;
+    ExpectMatchesOneProcess(s, Match::AsRounding);
+}
+
+// Fibre orientation: its six transport solves distributed, its evolution
+// per cell. A plate of 144 cells, longer than wide, so that the first cut
+// runs across the flow at mid-length; aligned melt enters an isotropic
+// cavity and the front passes the cut (72 % filled after 40 steps), so the
+// volume fraction and the tensor are carried across partition faces. Over
+// 40 steps a change in the last bits grows to 1e-9 (the one-process run
+// with its inlet pressure changed by 1e-14 of itself), and some
+// volume-fraction solves end at the iteration limit in one run and not in
+// the other; the fields stay within ten times that change (measured: about
+// as much). Without the halo refresh of the donor Courant numbers the
+// fields move by 4e-2 once the front reaches the cut.
+TEST(FillPartitioned, FibreAcrossTheCutMatchesOneProcess)
+{
+    FillSettings s = SmallPlate();
+    s.length = 3.0, s.width = 1.5;
+    s.nx = 12, s.ny = 6, s.nz = 2;
+    s.gate_width = 0.75;
+    s.inlet = "pressure";
+    s.inlet_pressure = 0.05;
+    s.max_steps = 40;
+    s.fibre = 1;
+    const double inlet[6] = {0.6, 0.2, 0.2, 0.1, 0.0, 0.0};
+    std::copy(inlet, inlet + 6, s.fibre_inlet);
     ExpectMatchesOneProcess(s, Match::AsRounding);
 }
 

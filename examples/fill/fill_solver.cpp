@@ -239,6 +239,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
             [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); });
     }
     if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
+    if (fibre && par != nullptr) fibre->SetSolver(partSolve);
 }
 
 // The extended pressure correction; its continuity residual is the
@@ -741,6 +742,7 @@ void Filling::State::VolumeFraction()
     scratch.Zero();
     Ok(t.Calc_CellFR(nf, nc, N, nCol, flux, tx, ty, cellFR, d.mapPx, d.mapPy, d.mapEx, d.mapEy, scratch, fb, cb),
        "Calc_CellFR");
+    Halo({courant, cellFR});
 
     if (ext) return ExtendedVolumeFraction();
     AssembleVolumeFraction();
