@@ -4,7 +4,10 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <array>
 #include <vector>
+
+#include "fill_fibre.h"
 
 namespace fill {
 
@@ -21,6 +24,8 @@ const char* ByteOrder()
 // The scalar cell fields of a piece, the active one first, then the vector.
 const char* const kScalars[] = {"volume_fraction", "pressure",     "temperature",
                                 "viscosity",       "arrival_time", "melt_front_temperature"};
+// With fibres: the six components and the principal direction (a vector).
+const char* const kFibreNames[6] = {"fibre_axx", "fibre_ayy", "fibre_azz", "fibre_axy", "fibre_axz", "fibre_ayz"};
 
 std::string PieceName(const std::string& name, int count, int rank)
 {
@@ -31,7 +36,7 @@ std::string PieceName(const std::string& name, int count, int rank)
 
 }  // namespace
 
-void WritePvtu(const std::string& path, const std::vector<std::string>& pieces)
+void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, bool fibre)
 {
     std::string xml = std::string("<?xml version=\"1.0\"?>\n<VTKFile type=\"PUnstructuredGrid\" version=\"1.0\" "
                                   "byte_order=\"") +
@@ -40,7 +45,11 @@ void WritePvtu(const std::string& path, const std::vector<std::string>& pieces)
            "    </PPoints>\n";
     xml += std::string("    <PCellData Scalars=\"") + kScalars[0] + "\" Vectors=\"velocity\">\n";
     for (const char* name : kScalars) xml += std::string("      <PDataArray type=\"Float64\" Name=\"") + name + "\"/>\n";
-    xml += "      <PDataArray type=\"Float64\" Name=\"velocity\" NumberOfComponents=\"3\"/>\n    </PCellData>\n";
+    for (int k = 0; fibre && k < 6; ++k)
+        xml += std::string("      <PDataArray type=\"Float64\" Name=\"") + kFibreNames[k] + "\"/>\n";
+    xml += "      <PDataArray type=\"Float64\" Name=\"velocity\" NumberOfComponents=\"3\"/>\n";
+    if (fibre) xml += "      <PDataArray type=\"Float64\" Name=\"fibre_direction\" NumberOfComponents=\"3\"/>\n";
+    xml += "    </PCellData>\n";
     for (const std::string& piece : pieces) xml += "    <Piece Source=\"" + piece + "\"/>\n";
     xml += "  </PUnstructuredGrid>\n</VTKFile>\n";
     std::FILE* f = std::fopen(path.c_str(), "w");
@@ -79,6 +88,20 @@ void PartitionedOutput::WriteFields(double time)
                                             &last_.vis,  &last_.arrival, &last_.frontTemperature};
     for (size_t k = 0; k < 6; ++k) content.scalars.push_back({kScalars[k], scalars[k]});
     content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
+    const bool fibre = !last_.fibre[0].empty();
+    std::array<std::vector<double>, 3> direction;
+    if (fibre) {
+        const int nc = part_.Local().nCells;
+        for (int k = 0; k < 6; ++k) content.scalars.push_back({kFibreNames[k], &last_.fibre[k]});
+        for (auto& d : direction) d.resize(nc);
+        for (int c = 0; c < nc; ++c) {
+            std::array<double, 6> a;
+            for (int k = 0; k < 6; ++k) a[k] = last_.fibre[k][c];
+            const std::array<double, 3> p = PrincipalDirection(a);
+            for (int k = 0; k < 3; ++k) direction[k][c] = p[k];
+        }
+        content.vectors.push_back({"fibre_direction", &direction[0], &direction[1], &direction[2]});
+    }
     rvzmesh::WriteVtu((dir / PieceName(name_, count, part_.rank())).string(), part_.Local(), content);
     if (part_.rank() == 0) {
         std::vector<std::string> pieces;
@@ -86,7 +109,7 @@ void PartitionedOutput::WriteFields(double time)
         char file[64];
         std::snprintf(file, sizeof file, "_%04d.pvtu", count);
         const std::string path = (dir / (name_ + file)).string();
-        WritePvtu(path, pieces);
+        WritePvtu(path, pieces, fibre);
         series_->Add(time, path);
     }
     written_ = time;

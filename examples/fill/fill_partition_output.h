@@ -50,8 +50,8 @@ private:
 };
 
 // The .pvtu of pieces `pieces` (file names relative to the .pvtu's folder)
-// with the cell fields of fill_output.h. Throws MeshError when the file
-// cannot be written.
-void WritePvtu(const std::string& path, const std::vector<std::string>& pieces);
+// with the cell fields of fill_output.h (with `fibre`, the fibre fields
+// too). Throws MeshError when the file cannot be written.
+void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, bool fibre);
 
 }  // namespace fill

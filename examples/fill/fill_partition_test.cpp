@@ -226,9 +226,10 @@ TEST(FillPartitioned, NonIsothermalPressureInletMatchesOneProcess)
 
 // Fibre orientation: its six transport solves distributed, its evolution
 // per cell. A plate of 144 cells, longer than wide, so that the first cut
-// runs across the flow at mid-length; aligned melt enters an isotropic
-// cavity and the front passes the cut (72 % filled after 40 steps), so the
-// volume fraction and the tensor are carried across partition faces. Over
+// runs across the flow at mid-length; the tensor (an aligned one at the
+// inlet and at the start) evolves in the shear of the filled cells, and
+// the front passes the cut (72 % filled after 40 steps), so the volume
+// fraction and the tensor are carried across partition faces. Over
 // 40 steps a change in the last bits grows to 1e-9 (the one-process run
 // with its inlet pressure changed by 1e-14 of itself), and some
 // volume-fraction solves end at the iteration limit in one run and not in
