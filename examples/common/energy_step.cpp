@@ -164,7 +164,10 @@ double EnergyStep::Solve(const double* mfeD, const double* mfeInletD, const doub
        "CalcSC_FinalCoeffRHS_Sfi");
 
     const std::vector<double> before = a.T.Download(nc);
-    SolveTemperatureSystem(t, nc, N, nCol, dev_.indexELL, a.A, a.Su, T, a.x, a.b);
+    if (solve_)
+        solve_(a.A, a.Su, T, 1e-12);
+    else
+        SolveTemperatureSystem(t, nc, N, nCol, dev_.indexELL, a.A, a.Su, T, a.x, a.b);
     if (bc_.heat_transfer > 0.0)
         Ok(t.Calc_UpdateThermoBC3WallTemperature(a.nw, bc_.heat_transfer, wall.cell, wall.slot, a.wet, wall.sx, wall.sy,
                                                  wall.sz, wall.surfDist, a.mk, T, Blocks(a.nw)),

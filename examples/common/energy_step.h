@@ -13,6 +13,8 @@
 // gradient), as the example's flow gradients get no skewness correction.
 #pragma once
 
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "rvzgpu_mesh/Mesh.h"
@@ -79,6 +81,13 @@ public:
     // Dropped non-orthogonal corrections of the last assembly.
     int DroppedCorrections() const { return dropped_; }
 
+    // Solves the assembled system A T = rhs (device arrays of the mesh's
+    // ELL pattern and rows; T the temperature, extended array) to the
+    // relative tolerance tol. Unset: SolveTemperatureSystem on the mesh's
+    // rows. A partitioned run sets the distributed solve of its part.
+    using Solver = std::function<void(double* A, double* rhs, double* T, double tol)>;
+    void SetSolver(Solver solve) { solve_ = std::move(solve); }
+
 private:
     struct Arrays;
     CRVZGPUtool& tool_;
@@ -88,6 +97,7 @@ private:
     ThermalBoundaries bc_;
     Arrays* a_;
     int dropped_ = 0;
+    Solver solve_;
     double dt_ = 0.0;
     const double* timeDensity_ = nullptr;
     const double* volumeFraction_ = nullptr;

@@ -1,6 +1,7 @@
 #include "fill_fibre.h"
 
 #include <algorithm>
+#include <utility>
 #include <cmath>
 #include <string>
 
@@ -122,6 +123,7 @@ struct FibreOrientation::Arrays {
     stF0_dx_xAvg* record = nullptr;
     bool measure = false;
     FibreTraces traces;
+    FibreOrientation::Solver solve;  // empty: BiCGSTAB_ELL on the mesh's rows
     // The largest |trace - 1| of the cells of three device arrays.
     double TraceDeviation(const Six& a) const
     {
@@ -213,6 +215,10 @@ void FibreOrientation::Arrays::Transport(double dt, const FibreFlow& flow)
                                   b[1], b[2], b[3], b[4], b[5], cb),
           "Calc_Fiber_FinalCoeff");
     for (int k = 0; k < 6; ++k) {
+        if (solve) {
+            solve(A, b[k], tau[k], kSolveTolerance);
+            continue;
+        }
         x.Zero();
         Check(t.DataCopyDevice2Device(nc, static_cast<double*>(x), tau[k]), "DataCopyDevice2Device");
         double resIn = 0.0, resOut = 0.0;
@@ -272,6 +278,8 @@ FibreOrientation::FibreOrientation(CRVZGPUtool& tool, const FillSettings& settin
     : a_(std::make_unique<Arrays>(tool, settings, mesh, device))
 {
 }
+
+void FibreOrientation::SetSolver(Solver solve) { a_->solve = std::move(solve); }
 
 FibreOrientation::~FibreOrientation() = default;
 

@@ -16,6 +16,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -68,6 +69,13 @@ public:
     // costs a download of three cell arrays. Turning it on clears them.
     void MeasureTraces(bool on);
     FibreTraces Traces() const;
+
+    // Solves the transport system A x = b of one component (device arrays
+    // of the mesh's ELL pattern and rows; x holds the current values) to
+    // the relative tolerance tol. Unset: BiCGSTAB_ELL on the mesh's rows.
+    // A partitioned run sets the distributed solve of its part.
+    using Solver = std::function<void(double* A, double* b, double* x, double tol)>;
+    void SetSolver(Solver solve);
 
 private:
     struct Arrays;

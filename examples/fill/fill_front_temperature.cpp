@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
@@ -39,12 +40,14 @@ struct FrontTemperature::Arrays {
     D F, F0, sampled;
     Buf<bool> taken;
     D aE, aW, A, scratch, Su, x, b, CB, tempSu;
+    Solver solve;
 };
 
 FrontTemperature::FrontTemperature(CRVZGPUtool& tool, const rvzmesh::Mesh& mesh, const rvzmesh::DeviceMesh& device,
-                                   double inletTemperature, double fcri)
+                                   double inletTemperature, double fcri, Solver solve)
     : a_(std::make_unique<Arrays>(tool, mesh, device, inletTemperature, fcri))
 {
+    a_->solve = std::move(solve);
 }
 
 FrontTemperature::~FrontTemperature() = default;
@@ -102,7 +105,10 @@ void FrontTemperature::Advance(const double* fluxD, const double* fluxInletD, co
     Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.b), static_cast<double*>(a.Su)), "DataCopyDevice2Device");
     double resIn = 0.0, resOut = 0.0;
     int iter = 0;
-    Ok(t.BiCGSTAB_ELL(nc, nCol, dev.indexELL, a.A, a.b, a.x, 1e-13, resIn, resOut, iter, 4000, 1), "BiCGSTAB_ELL");
+    if (a.solve)
+        a.solve(a.A, a.b, a.x, 1e-13);
+    else
+        Ok(t.BiCGSTAB_ELL(nc, nCol, dev.indexELL, a.A, a.b, a.x, 1e-13, resIn, resOut, iter, 4000, 1), "BiCGSTAB_ELL");
     Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.F), static_cast<double*>(a.x)), "DataCopyDevice2Device");
     if (a.nw > 0) Ok(t.Calc_MeltFrontTemp_WallBC(a.nw, wall.cell, wall.slot, a.F, Blocks(a.nw)), "Calc_MeltFrontTemp_WallBC");
 

@@ -15,6 +15,7 @@
 // inlet's, so F stays within the range of the temperatures it is fed.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -26,8 +27,13 @@ namespace fill {
 
 class FrontTemperature {
 public:
+    // Solves the step's system A x = b to a relative tolerance (device
+    // arrays of the mesh's ELL pattern and rows; x holds the old values).
+    using Solver = std::function<void(double* A, double* b, double* x, double tol)>;
+    // Without `solve`, BiCGSTAB_ELL on the mesh's rows; a partitioned run
+    // gives the distributed solve of its part.
     FrontTemperature(CRVZGPUtool& tool, const rvzmesh::Mesh& mesh, const rvzmesh::DeviceMesh& device,
-                     double inletTemperature, double fcri);
+                     double inletTemperature, double fcri, Solver solve = {});
     ~FrontTemperature();
     FrontTemperature(const FrontTemperature&) = delete;
     FrontTemperature& operator=(const FrontTemperature&) = delete;

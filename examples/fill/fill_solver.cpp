@@ -16,6 +16,7 @@
 #include "fill_extended_flow.h"
 #include "fill_extended_momentum.h"
 #include "fill_fibre.h"
+#include "fill_partition.h"
 
 namespace fill {
 
@@ -70,7 +71,7 @@ constexpr int kCicsamPasses = 4;
 }  // namespace
 
 struct Filling::State {
-    State(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh);
+    State(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, Partitioned* partition);
     ~State() { rvzmesh::FreeDeviceMesh(t, d); }
 
     const rvzmesh::DeviceBoundaryList& L(BoundaryKind k) const { return d.boundary[static_cast<int>(k)]; }
@@ -102,10 +103,23 @@ struct Filling::State {
     CRVZGPUtool& t;
     const FillSettings& s;
     const rvzmesh::Mesh& m;
+    // A partitioned run (fill_partition.h): the halo refreshes, the sums
+    // over processes and the distributed solves; null on one process.
+    Partitioned* par;
+    void Halo(std::initializer_list<double*> fields)
+    {
+        if (par != nullptr)
+            for (double* f : fields) par->Refresh(f);
+    }
+    double Sum(double local) { return par != nullptr ? par->Sum(local) : local; }
+    int Count(int local) { return par != nullptr ? par->SumCount(local) : local; }
+    int linearIterations = 0;  // of the current step
     rvzmesh::DeviceMesh d;
     const int nc = m.nCells, nf = m.nFaces, N = m.newNNU, nCol = m.nColumnPerRow, ell = N * nCol, n = m.nExtended;
     const int ni = H(BoundaryKind::Inlet).size(), no = H(BoundaryKind::Outlet).size();
     const int nw = H(BoundaryKind::Wall).size(), ns = H(BoundaryKind::Symmetry).size();
+    // Cells and outlet faces of the whole mesh.
+    const int cells = par != nullptr ? par->GlobalCells() : nc, outlets = Count(no);
     const bool pressureInlet = s.inlet == "pressure";
     const bool cross = s.viscosity_model == "cross-wlf";
     const double FCRI = kFCRI;
@@ -183,14 +197,22 @@ struct Filling::State {
     double ExtendedContinuity();
 };
 
-Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh)
-    : t(tool), s(settings), m(mesh)
+Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
+                      Partitioned* partition)
+    : t(tool), s(settings), m(mesh), par(partition)
 {
     Ok(rvzmesh::UploadMesh(t, m, d), "UploadMesh");
-    for (double vol : m.volume) cavity += vol;
+    for (int c = 0; c < nc; ++c) cavity += m.volume[c];
+    cavity = Sum(cavity);
     inletCell.assign(nc, 0);
     for (int c : H(BoundaryKind::Inlet).cell) inletCell[c] = 1;
-    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI);
+    // The distributed solve of the part, for the steps that solve on their own.
+    FrontTemperature::Solver partSolve;
+    if (par != nullptr)
+        partSolve = [this](double* Am, double* rhs, double* phi, double tol) {
+            par->Solve(d.indexELL, Am, rhs, phi, tol);
+        };
+    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI, partSolve);
     if (s.thermal == "non-isothermal" && s.energy == "extended") {
         energyx = std::make_unique<ExtendedEnergy>(t, s, m, d);
     } else if (s.thermal == "non-isothermal") {
@@ -204,6 +226,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         bc.heat_transfer = s.heat_transfer;
         bc.viscous_heating = s.viscous_heating != 0;
         energy = std::make_unique<channel::EnergyStep>(t, m, d, props, bc);
+        if (par != nullptr) energy->SetSolver(partSolve);
     }
     if (s.vof_path == "extended")
         ext = std::make_unique<ExtendedVof>(
@@ -222,6 +245,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         momx = std::make_unique<ExtendedMomentum>(t, s, m, d, ma);
     }
     if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
+    if (fibre && par != nullptr) fibre->SetSolver(partSolve);
 }
 
 // The extended pressure correction; its continuity residual is the
@@ -254,6 +278,7 @@ void Filling::State::Start()
     const rvzmesh::BoundaryList& in = H(BoundaryKind::Inlet);
     double area = 0.0;
     for (double a : in.area) area += a;
+    area = Sum(area);
     std::vector<double> fin(ni, 0.0), uu(n, 0.0), vv(n, 0.0), ww(n, 0.0);
     if (!pressureInlet) {
         const double speed = s.flow_rate / area;
@@ -322,6 +347,7 @@ void Filling::State::Gradient(double* phi, double* gx, double* gy, double* gz)
            "Calc_GradFromBC");
     }
     Ok(t.Calc_GradCVCenter(nc, d.volume, gx, gy, gz, Blocks(nc)), "Calc_GradCVCenter");
+    Halo({gx, gy, gz});
 }
 
 // Two sums of a field-statistics reduction over the cells.
@@ -333,7 +359,8 @@ double Filling::State::Reduce(int (CRVZGPUtool::*op)(int, double*, double*, doub
     Ok((t.*op)(nc, a, b, bufA, bufB, Blocks(nc), cellT.nLevels, cellT.count, cellT.offset, cellT.total, cellT.size,
                first, second),
        "cell sums");
-    return first;
+    second = Sum(second);
+    return Sum(first);
 }
 
 // Melt viscosity of the model at each cell's temperature and shear rate,
@@ -362,6 +389,7 @@ void Filling::State::Properties()
     Ok(t.Calc_VisDenMk(nc, 1.0e30, s.air_viscosity, FCRI, visMelt, cross ? 0.5 : 1.0, s.density, s.air_density,
                        kAirConductivity, visnew, nullptr, kNew, volf, vis, den, mk, cb),
        "Calc_VisDenMk");
+    Halo({vis, den, mk});
     for (const auto& l : d.boundary)
         if (l.size > 0) {
             Ok(t.Calc_UpdateBoundary_const(l.size, l.slot, l.cell, vis, Blocks(l.size)), "Calc_UpdateBoundary_const");
@@ -384,6 +412,10 @@ constexpr int kStab = 3;  // boundary coefficients V APR |S|/|d|, as the vent co
 
 void Filling::State::Solve(double* Am, double* rhs, double* phi, double tol, const char* what)
 {
+    if (par != nullptr) {
+        linearIterations += par->Solve(d.indexELL, Am, rhs, phi, tol);
+        return;
+    }
     x.Zero();
     b.Zero();
     Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(x), phi), "copy");
@@ -391,6 +423,7 @@ void Filling::State::Solve(double* Am, double* rhs, double* phi, double tol, con
     double resIn = 0.0, resOut = 0.0;
     int iter = 0;
     Ok(t.BiCGSTAB_ELL(nc, nCol, d.indexELL, Am, b, x, tol, resIn, resOut, iter, 4000, 1), what);
+    linearIterations += iter;
     Ok(t.DataCopyDevice2Device(nc, phi, static_cast<double*>(x)), "copy");
 }
 
@@ -442,6 +475,7 @@ void Filling::State::Momentum()
     if (momx) return momx->SimplecFactor();
     Ok(t.Calc_ModAi4ValveGate_APR(nc, APR, A, cb), "Calc_ModAi4ValveGate_APR");
     Ok(t.Calc_APR_SIMPLEC(nc, N, nCol, A, APR, cb), "Calc_APR_SIMPLEC");
+    Halo({APR});
 }
 
 // Returns the continuity residual before the correction over the inflow.
@@ -514,6 +548,7 @@ double Filling::State::PressureCorrection()
        "Calc_CheckSum");
     double imbalance = 0.0;
     for (double e : source.Download()) imbalance += std::fabs(e);
+    imbalance = Sum(imbalance);
     Solve(A, source, pp, kPressureTolerance, "BiCGSTAB_ELL (pressure correction)");
 
     for (Vent& vt : vents)
@@ -531,6 +566,7 @@ double Filling::State::PressureCorrection()
     Ok(t.Calc_CorrectPressureVelocityCV(nc, s.relax_pressure, 0.0, 0, d.volume, APR, pp, p, dpp[0], dpp[1], dpp[2], u,
                                         v, w, Su, cb),
        "Calc_CorrectPressureVelocityCV");
+    Halo({p, u, v, w});
     Ok(t.CalcPP_CorrectMassFlux(nf, N, d.mapPx, d.mapPy, d.mapEx, d.mapEy, A, pp, flux, fb), "CalcPP_CorrectMassFlux");
     for (Vent& vt : vents) {
         if (vt.count == 0) continue;
@@ -553,6 +589,7 @@ double Filling::State::PressureCorrection()
                                                            inT.size),
            "Calc_CorrectVelocityInlet_STATUS_VELY_CONTROL");
     }
+    inflow = Sum(inflow);
     return imbalance / std::max(std::fabs(inflow), 1e-300);
 }
 
@@ -603,7 +640,7 @@ double Filling::State::MaxMeltCourant()
     double largest = 0.0;
     for (int c = 0; c < nc; ++c)
         if (vf[c] > kEmpty || inletCell[c]) largest = std::max(largest, co[c]);
-    return largest;
+    return par != nullptr ? par->Max(largest) : largest;
 }
 
 double Filling::State::FilledVolume()
@@ -612,7 +649,7 @@ double Filling::State::FilledVolume()
     Ok(t.Calc_FVolUpdate_FillVol(nc, volf, d.volume, bufA, Blocks(nc), cellT.nLevels, cellT.count, cellT.offset,
                                  cellT.total, cellT.size, vol),
        "Calc_FVolUpdate_FillVol");
-    return vol;
+    return Sum(vol);
 }
 
 int Filling::State::CountBelow(double fcri)
@@ -621,7 +658,7 @@ int Filling::State::CountBelow(double fcri)
     Ok(t.Calc_FVolUpdate_UnFilledCells(nc, fcri, volf, ibuf, Blocks(nc), cellT.nLevels, cellT.count, cellT.offset,
                                        cellT.total, cellT.size, count),
        "Calc_FVolUpdate_UnFilledCells");
-    return count;
+    return Count(count);
 }
 
 // Cells with a volume fraction above fcri - 0.2.
@@ -631,7 +668,7 @@ int Filling::State::CountAbove(double fcri)
     Ok(t.Calc_FVolUpdate_nfront(nc, fcri, volf, ibuf, Blocks(nc), cellT.nLevels, cellT.count, cellT.offset, cellT.total,
                                 cellT.size, count),
        "Calc_FVolUpdate_nfront");
-    return count;
+    return Count(count);
 }
 
 // The upwind volume-fraction system of the step: face coefficients and
@@ -680,7 +717,7 @@ void Filling::State::CorrectVolume(double target)
         if (std::fabs(deficit) <= 1e-12 * cavity) break;
         // The front cells (above FCRI - 0.2) that are not full; without
         // any, every cell with some melt that is not full.
-        const int full = nc - CountBelow(1.0);
+        const int full = cells - CountBelow(1.0);
         double band = FCRI;
         int partial = CountAbove(band) - full;
         if (partial <= 0) band = 0.2, partial = CountAbove(band) - full;
@@ -719,6 +756,7 @@ void Filling::State::VolumeFraction()
     scratch.Zero();
     Ok(t.Calc_CellFR(nf, nc, N, nCol, flux, tx, ty, cellFR, d.mapPx, d.mapPy, d.mapEx, d.mapEy, scratch, fb, cb),
        "Calc_CellFR");
+    Halo({courant, cellFR});
 
     if (ext) return ExtendedVolumeFraction();
     AssembleVolumeFraction();
@@ -729,18 +767,19 @@ void Filling::State::VolumeFraction()
     // F (phi_f - phi_upwind), the acceptor takes it), iterated with the
     // same matrix.
     const std::vector<double> F = s.cicsam ? flux.Download() : std::vector<double>();
-    const std::vector<double> old = s.cicsam ? volf0.Download(nc) : std::vector<double>();
+    const std::vector<double> old = s.cicsam ? volf0.Download(n) : std::vector<double>();
     for (int pass = 0; s.cicsam && pass < kCicsamPasses; ++pass) {
         Ok(t.Calc_Vfconv_UpdateCellFaceValue(nf, d.ijP, d.ijE, flux, beta, volf, volf0, vfe, fb),
            "Calc_Vfconv_UpdateCellFaceValue");
-        const std::vector<double> face = vfe.Download(), now = volf.Download(nc);
+        const std::vector<double> face = vfe.Download(), now = volf.Download(n);
         std::vector<double> rhs = base;
         for (int f = 0; f < nf; ++f) {
             const bool fromP = F[f] >= 0.0;
             const int donor = fromP ? m.ijP[f] : m.ijE[f], acceptor = fromP ? m.ijE[f] : m.ijP[f];
             const double c = std::fabs(F[f]) * (face[f] - 0.5 * (now[donor] + old[donor]));
-            rhs[donor] -= c;
-            rhs[acceptor] += c;
+            // A partition face changes only its owned cell's row.
+            if (donor < nc) rhs[donor] -= c;
+            if (acceptor < nc) rhs[acceptor] += c;
         }
         Su.Upload(rhs);
         Solve(A, Su, volf, kVolumeFractionTolerance, "BiCGSTAB_ELL (volume fraction)");
@@ -753,6 +792,7 @@ void Filling::State::VolumeFraction()
     injected += inflow * dt;
     Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, kEmpty, kFull, cb), "Calc_Vfconv_VolF_FillVol_Less");
     CorrectVolume(std::min(injected, cavity));
+    Halo({volf});
     time += dt;
     Ok(t.Calc_Vfconv_RecordIsoFilledSurface(nc, time, FCRI, arrival, volf, cb), "Calc_Vfconv_RecordIsoFilledSurface");
     unfilled = CountBelow(FCRI);
@@ -785,7 +825,7 @@ void Filling::State::BoundaryValuesAndVents()
         // and no outlet either, those of cells not yet full do.
         Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kVentBelow, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
         const std::vector<int> open = ventWall.Download();
-        if (no == 0 && std::count(open.begin(), open.end(), 1) == 0)
+        if (outlets == 0 && Count(static_cast<int>(std::count(open.begin(), open.end(), 1))) == 0)
             Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kFull, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
     }
     if (no > 0) Ok(t.Calc_Vfconv_VolF_WallBC(no, O.cell, O.slot, volf, Blocks(no)), "Calc_Vfconv_VolF_WallBC");
@@ -800,11 +840,13 @@ double Filling::State::InletPressure()
     const rvzmesh::BoundaryList& in = H(BoundaryKind::Inlet);
     double sum = 0.0, area = 0.0;
     for (int k = 0; k < ni; ++k) sum += pr[in.slot[k]] * in.area[k], area += in.area[k];
+    sum = Sum(sum);
+    area = Sum(area);
     return sum / area / kDynPerMPa;
 }
 
-Filling::Filling(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh)
-    : s_(std::make_unique<State>(tool, settings, mesh))
+Filling::Filling(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, Partitioned* partition)
+    : s_(std::make_unique<State>(tool, settings, mesh, partition))
 {
     State& st = *s_;
     st.Start();
@@ -841,6 +883,7 @@ StepRecord Filling::Step()
     r.step = st.step;
     r.dt = st.dt;
     st.propertiesSeconds = 0.0;
+    st.linearIterations = 0;
     const double start = st.Now();
     r.outerIterations = st.Flow();
     const double flowEnd = st.Now();
@@ -853,6 +896,7 @@ StepRecord Filling::Step()
     st.VolumeFraction();
     const double volfEnd = st.Now();
     r.volumeFractionSeconds = volfEnd - volfStart;
+    r.linearIterations = st.linearIterations;
     if (st.energy) {
         Ok(st.t.Calc_mfeD(st.nf, st.s.density, st.s.air_density, st.vfe, st.flux, st.massFlux, Blocks(st.nf)),
            "Calc_mfeD");
@@ -902,7 +946,10 @@ double Filling::CavityVolume() const { return s_->cavity; }
 double Filling::MeltVolume() const { return s_->filled; }
 double Filling::InjectedVolume() const { return s_->injected; }
 int Filling::UnfilledCells() const { return s_->unfilled; }
-double Filling::LowestFrontTemperature() const { return s_->front->Lowest(); }
+double Filling::LowestFrontTemperature() const
+{
+    return s_->par != nullptr ? s_->par->MinIgnoringNaN(s_->front->Lowest()) : s_->front->Lowest();
+}
 std::vector<double> Filling::ExtendedHeatCapacity() const
 {
     return s_->energyx ? s_->energyx->HeatCapacity() : std::vector<double>();
@@ -934,11 +981,11 @@ Fields Filling::Download() const
 }
 
 RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, std::FILE* log,
-                  const std::function<void(const Filling&, const StepRecord&)>& onStep)
+                  const std::function<void(const Filling&, const StepRecord&)>& onStep, Partitioned* partition)
 {
     RunResult r;
     try {
-        Filling f(tool, settings, mesh);
+        Filling f(tool, settings, mesh, partition);
         double largestFlow = 0.0, packEnd = 0.0;
         bool packing = false;
         for (int step = 1;; ++step) {

@@ -38,6 +38,7 @@ namespace fill {
 
 class ExtendedVof;
 class FibreOrientation;
+class Partitioned;
 
 // Critical volume fraction: a cell at or above it counts as filled.
 constexpr double kFCRI = 0.5;
@@ -58,6 +59,7 @@ struct StepRecord {
     // property updates, the volume-fraction step, the temperature step.
     double flowSeconds = 0.0, propertiesSeconds = 0.0, volumeFractionSeconds = 0.0, temperatureSeconds = 0.0;
     double fibreSeconds = 0.0;  // the fibre step, with its velocity gradients
+    int linearIterations = 0;   // of the momentum, pressure-correction and volume-fraction solves
 };
 
 // Cell fields of the current state (cells 0 .. nCells-1).
@@ -84,8 +86,11 @@ class Filling {
 public:
     // Uploads the mesh and starts with an empty cavity (melt only in the
     // inlet faces), then solves the flow of that state to choose the first
-    // time step. Throws StepError.
-    Filling(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh);
+    // time step. Throws StepError. In a partitioned run `mesh` is the
+    // part's (partition->Local()), and `partition` this process's share
+    // (fill_partition.h); null for a run on one process.
+    Filling(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
+            Partitioned* partition = nullptr);
     ~Filling();
     Filling(const Filling&) = delete;
     Filling& operator=(const Filling&) = delete;
@@ -132,6 +137,7 @@ struct RunResult {
 // Runs the case to its end, printing a flushed progress line per step to
 // `log` (null: silent) and calling `onStep` after each step (may be empty).
 RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, std::FILE* log,
-                  const std::function<void(const Filling&, const StepRecord&)>& onStep);
+                  const std::function<void(const Filling&, const StepRecord&)>& onStep,
+                  Partitioned* partition = nullptr);
 
 }  // namespace fill

@@ -9,6 +9,7 @@
 #include "CRVZGPUtool.h"
 #include "fill_extended_vof.h"
 #include "fill_output.h"
+#include "fill_partition.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
 #include "rvzgpu_mesh/Mesh.h"
@@ -33,12 +34,20 @@ const char* kUsage =
     "series, history.csv and arrival.csv.\n"
     "Exit status: 0 full or short shot, 1 bad input, 2 outer iterations not\n"
     "converged, 3 a value not finite, 4 the library reported a failure, 5 an\n"
-    "output file could not be written, 6 max_steps reached.\n";
+    "output file could not be written, 6 max_steps reached.\n"
+    "\n"
+    "mpirun -np K rvzgpu-fill case-file (K >= 2) splits the mesh into K parts\n"
+    "and steps them on K processes; it writes one .vtu piece per process and\n"
+    "a .pvtu per output time (see examples/fill/README.md for the cases it runs).\n";
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
+#ifdef RVZGPU_FILL_MPI
+    // Under mpirun with two processes or more: the partitioned run.
+    if (const int status = fill::MainPartitioned(argc, argv, kUsage); status >= 0) return status;
+#endif
     if (argc > 2 || (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0))) {
         std::fputs(kUsage, argc > 2 ? stderr : stdout);
         return argc > 2 ? 1 : 0;
