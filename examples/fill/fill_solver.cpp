@@ -87,6 +87,7 @@ struct Filling::State {
     void VolumeFraction();
     void AssembleVolumeFraction();
     void CorrectVolume(double target);
+    double TakeMeltOffPartialCells(double excess);
     void ExtendedVolumeFraction();
     void BoundaryValuesAndVents();
     void Solve(double* A, double* rhs, double* phi, double tol, const char* what);
@@ -678,6 +679,10 @@ void Filling::State::CorrectVolume(double target)
         filled = FilledVolume();
         const double deficit = target - filled;
         if (std::fabs(deficit) <= 1e-12 * cavity) break;
+        if (deficit < 0.0) {
+            if (TakeMeltOffPartialCells(-deficit) <= 0.0) break;
+            continue;
+        }
         // The front cells (above FCRI - 0.2) that are not full; without
         // any, every cell with some melt that is not full.
         const int full = nc - CountBelow(1.0);
@@ -689,6 +694,25 @@ void Filling::State::CorrectVolume(double target)
         Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, 0.0, 1.0, cb), "Calc_Vfconv_VolF_FillVol_Less");
     }
     filled = FilledVolume();
+}
+
+// Takes `excess` (cm^3) of melt off the cells that are neither empty nor
+// full, each in proportion to the melt it holds: no cell goes below 0 and
+// full cells stay full. (The front correction of CorrectVolume adds one
+// volume to every cell above FCRI - 0.2, full ones included; with a
+// surplus it would drain the full cells.) Returns the volume taken off.
+double Filling::State::TakeMeltOffPartialCells(double excess)
+{
+    std::vector<double> phi = volf.Download(nc);
+    double held = 0.0;
+    for (int c = 0; c < nc; ++c)
+        if (phi[c] > 0.0 && phi[c] < 1.0) held += m.volume[c] * phi[c];
+    if (held <= 0.0) return 0.0;
+    const double share = std::min(excess / held, 1.0);
+    for (int c = 0; c < nc; ++c)
+        if (phi[c] > 0.0 && phi[c] < 1.0) phi[c] -= share * phi[c];
+    Ok(t.DataCopyHost2Device(nc, phi.data(), static_cast<double*>(volf)), "copy");
+    return share * held;
 }
 
 void Filling::State::VolumeFraction()
