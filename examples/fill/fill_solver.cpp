@@ -88,7 +88,7 @@ struct Filling::State {
     void VolumeFraction();
     void AssembleVolumeFraction();
     void CorrectVolume(double target);
-    double TakeMeltOffPartialCells(double excess);
+    double TakeOffSurplus(double excess);
     void ExtendedVolumeFraction();
     void BoundaryValuesAndVents();
     void Solve(double* A, double* rhs, double* phi, double tol, const char* what);
@@ -681,7 +681,7 @@ void Filling::State::CorrectVolume(double target)
         const double deficit = target - filled;
         if (std::fabs(deficit) <= 1e-12 * cavity) break;
         if (deficit < 0.0) {
-            if (TakeMeltOffPartialCells(-deficit) <= 0.0) break;
+            if (TakeOffSurplus(-deficit) <= 0.0) break;
             continue;
         }
         // The front cells (above FCRI - 0.2) that are not full; without
@@ -701,11 +701,12 @@ void Filling::State::CorrectVolume(double target)
 // full, each in proportion to the melt it holds, so that no cell goes below
 // 0 and full cells stay full. (The front correction of CorrectVolume adds
 // one volume to every cell above FCRI - 0.2, full ones included; with a
-// surplus it would drain the full cells.) What those cells cannot give
-// (every cell with melt already full, near the end of filling) comes off
-// the full cells the front reached last, one after the other (a full cell
-// not yet recorded counts as the latest). Returns the volume taken off.
-double Filling::State::TakeMeltOffPartialCells(double excess)
+// surplus it would drain the full cells.) What those cells cannot give (as
+// the inlet column snaps full, or near the end, when every cell with melt
+// is full) comes off the full cells the front reached last, one after the
+// other (a full cell not yet recorded counts as the latest). Returns the
+// volume taken off.
+double Filling::State::TakeOffSurplus(double excess)
 {
     std::vector<double> phi = volf.Download(nc);
     double held = 0.0;
