@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -88,6 +89,7 @@ struct Filling::State {
     void VolumeFraction();
     void AssembleVolumeFraction();
     void CorrectVolume(double target);
+    double TakeOffSurplus(double excess);
     void ExtendedVolumeFraction();
     void BoundaryValuesAndVents();
     void Solve(double* A, double* rhs, double* phi, double tol, const char* what);
@@ -715,6 +717,10 @@ void Filling::State::CorrectVolume(double target)
         filled = FilledVolume();
         const double deficit = target - filled;
         if (std::fabs(deficit) <= 1e-12 * cavity) break;
+        if (deficit < 0.0) {
+            if (TakeOffSurplus(-deficit) <= 0.0) break;
+            continue;
+        }
         // The front cells (above FCRI - 0.2) that are not full; without
         // any, every cell with some melt that is not full.
         const int full = cells - CountBelow(1.0);
@@ -726,6 +732,42 @@ void Filling::State::CorrectVolume(double target)
         Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, 0.0, 1.0, cb), "Calc_Vfconv_VolF_FillVol_Less");
     }
     filled = FilledVolume();
+}
+
+// Takes `excess` (cm^3) of melt off the cells that are neither empty nor
+// full, each in proportion to the melt it holds, so that no cell goes below
+// 0 and full cells stay full. (The front correction of CorrectVolume adds
+// one volume to every cell above FCRI - 0.2, full ones included; with a
+// surplus it would drain the full cells.) What those cells cannot give (as
+// the inlet column snaps full, or near the end, when every cell with melt
+// is full) comes off the full cells the front reached last, one after the
+// other (a full cell not yet recorded counts as the latest). Returns the
+// volume taken off.
+double Filling::State::TakeOffSurplus(double excess)
+{
+    std::vector<double> phi = volf.Download(nc);
+    double held = 0.0;
+    for (int c = 0; c < nc; ++c)
+        if (phi[c] > 0.0 && phi[c] < 1.0) held += m.volume[c] * phi[c];
+    const double share = held > 0.0 ? std::min(excess / held, 1.0) : 0.0;
+    for (int c = 0; c < nc; ++c)
+        if (phi[c] > 0.0 && phi[c] < 1.0) phi[c] -= share * phi[c];
+    double taken = share * held;
+    if (taken < excess) {
+        const std::vector<float> at = arrival.Download(nc);
+        std::vector<int> full;
+        for (int c = 0; c < nc; ++c)
+            if (phi[c] == 1.0) full.push_back(c);
+        const auto latest = [&at](int c) { return at[c] > 0.0f ? at[c] : std::numeric_limits<float>::max(); };
+        std::stable_sort(full.begin(), full.end(), [&](int a, int b) { return latest(a) > latest(b); });
+        for (size_t k = 0; k < full.size() && taken < excess; ++k) {
+            const int c = full[k];
+            const double give = std::min(excess - taken, m.volume[c]);
+            phi[c] -= give / m.volume[c], taken += give;
+        }
+    }
+    Ok(t.DataCopyHost2Device(nc, phi.data(), static_cast<double*>(volf)), "copy");
+    return taken;
 }
 
 void Filling::State::VolumeFraction()
