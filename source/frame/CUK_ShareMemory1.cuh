@@ -181,7 +181,7 @@ inline void tree_reduce_256(T* s)
 template <class F, class Store>
 inline void for_each_block_thread(F&& contribution, Store&& store)
 {
-    assert(host::inBlockLaunch && "block primitive outside RVZ_LAUNCH_BLOCK");
+    assert(host::launchState.inBlockLaunch && "block primitive outside RVZ_LAUNCH_BLOCK");
     const int base = static_cast<int>(blockIdx.x) * kBlockSize;
     for (int t = 0; t < kBlockSize; ++t) {
         threadIdx.x = static_cast<unsigned>(t);
