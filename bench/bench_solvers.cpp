@@ -24,8 +24,9 @@
 //
 // Where Eigen is found, its ConjugateGradient and BiCGSTAB (identity and
 // diagonal preconditioner, lower and upper triangle used) run on the same
-// matrix in the same process, timed the same way, and a ratio line gives
-// library time / Eigen time per iteration.
+// matrix in the same process, timed the same way, and a ratio line per
+// library method and storage (plain and Jacobi, CSR and ELL) gives library
+// time / Eigen time per iteration.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -229,10 +230,16 @@ int main(int argc, char** argv)
         table.Row(n, "CG iteration (ELL)", cgEllPlain, cgBytes);
         const double cgEllJacobi = perIteration(cgEll, 1);
         table.Row(n, "JCG iteration (ELL)", cgEllJacobi, cgBytes + 24.0 * n);
+        const double cgCsrPlain = perIteration(cgCsr, 0);
+        table.Row(n, "CG iteration (CSR)", cgCsrPlain, cgBytes - ellProduct + csrBytes);
         const double cgCsrJacobi = perIteration(cgCsr, 1);
         table.Row(n, "JCG iteration (CSR)", cgCsrJacobi, cgBytes + 24.0 * n - ellProduct + csrBytes);
         const double bicgEllPlain = perIteration(bicgEll, 0);
         table.Row(n, "BiCGSTAB iter. (ELL)", bicgEllPlain, bicgBytes);
+        const double bicgEllJacobi = perIteration(bicgEll, 1);
+        table.Row(n, "BiJCGSTAB iter. (ELL)", bicgEllJacobi, bicgBytes + 48.0 * n);
+        const double bicgCsrPlain = perIteration(bicgCsr, 0);
+        table.Row(n, "BiCGSTAB iter. (CSR)", bicgCsrPlain, bicgBytes - 2 * ellProduct + 2 * csrBytes);
         const double bicgCsrJacobi = perIteration(bicgCsr, 1);
         table.Row(n, "BiJCGSTAB iter. (CSR)", bicgCsrJacobi, bicgBytes - 2 * ellProduct + 2 * csrBytes + 48.0 * n);
 #if RVZGPU_BENCH_EIGEN
@@ -240,14 +247,20 @@ int main(int argc, char** argv)
             const EigenMatrix a = ToEigen(m);
             const double eigenCg = EigenIterationSeconds<EigenCG<Eigen::IdentityPreconditioner>>(a, K, solveRuns);
             const double eigenJcg = EigenIterationSeconds<EigenCG<Eigen::DiagonalPreconditioner<double>>>(a, K, solveRuns);
+            const double eigenBicg = EigenIterationSeconds<EigenBiCG<Eigen::IdentityPreconditioner>>(a, K, solveRuns);
             const double eigenJbicg =
                 EigenIterationSeconds<EigenBiCG<Eigen::DiagonalPreconditioner<double>>>(a, K, solveRuns);
             table.Row(n, "Eigen CG iteration", eigenCg, csrBytes + 112.0 * n);
             table.Row(n, "Eigen JCG iteration", eigenJcg, csrBytes + 136.0 * n);
+            table.Row(n, "Eigen BiCGSTAB iter.", eigenBicg, 2 * csrBytes + 208.0 * n);
             table.Row(n, "Eigen BiJCGSTAB iter.", eigenJbicg, 2 * csrBytes + 256.0 * n);
             RatioLine(n, "CG (ELL) ratio", cgEllPlain, eigenCg);
             RatioLine(n, "JCG (ELL) ratio", cgEllJacobi, eigenJcg);
+            RatioLine(n, "CG (CSR) ratio", cgCsrPlain, eigenCg);
             RatioLine(n, "JCG (CSR) ratio", cgCsrJacobi, eigenJcg);
+            RatioLine(n, "BiCGSTAB (ELL) ratio", bicgEllPlain, eigenBicg);
+            RatioLine(n, "BiJCGSTAB (ELL) ratio", bicgEllJacobi, eigenJbicg);
+            RatioLine(n, "BiCGSTAB (CSR) ratio", bicgCsrPlain, eigenBicg);
             RatioLine(n, "BiJCGSTAB (CSR) ratio", bicgCsrJacobi, eigenJbicg);
         }
 #endif

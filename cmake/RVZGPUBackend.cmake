@@ -56,6 +56,60 @@ if(NOT RVZGPU_BACKEND_CUDA)
   message(STATUS "RVZGPU host backend fused multiply-add: ${RVZGPU_HOST_FMA} -> '${RVZGPU_HOST_ARCH_FLAGS}'")
 endif()
 
+# AVX-512 on the host backend. The launcher runs a block's 256 threads as
+# one loop over the thread index; with AVX-512's masked loads and stores the
+# compiler turns that loop, its "i < n" guard included, into vector code.
+# Vector code does the same IEEE operations on each element in the same
+# order (contraction stays off, nothing is reassociated), so the choice
+# changes speed, never bits.
+#
+# Straight-line (SLP) vectorisation stays off with it: GCC 12.2 with
+# -mavx512f copies the constant array {2.0, 2.0, 2.0, 0.0} as a broadcast
+# of 2.0 when SLP turns the copy into one vector constant (all four entries
+# become 2.0). The loop vectoriser, which the launcher needs, is unaffected.
+# The configure check runs that copy and uses AVX-512 only where it comes
+# out right.
+#   AUTO  use it when the machine that configures the build runs AVX-512
+#         (F, VL, DQ, BW, CD) and the check's copy is exact
+#   ON    always (the build then runs only on CPUs with AVX-512)
+#   OFF   never
+set(RVZGPU_HOST_AVX512 AUTO CACHE STRING "Host backend: compile with AVX-512 (AUTO, ON, OFF)")
+set_property(CACHE RVZGPU_HOST_AVX512 PROPERTY STRINGS AUTO ON OFF)
+set(RVZGPU_HOST_AVX512_FLAGS -mavx512f -mavx512vl -mavx512dq -mavx512bw -mavx512cd -fno-tree-slp-vectorize)
+if(NOT RVZGPU_BACKEND_CUDA)
+  if(RVZGPU_HOST_AVX512 STREQUAL "AUTO")
+    include(CheckCXXSourceRuns)
+    list(JOIN RVZGPU_HOST_AVX512_FLAGS " " CMAKE_REQUIRED_FLAGS)
+    string(APPEND CMAKE_REQUIRED_FLAGS " -O3")
+    check_cxx_source_runs([=[
+      #include <cstring>
+      __attribute__((noinline)) void copy_constant(double* p)
+      {
+          const double c[4] = {2.0, 2.0, 2.0, 0.0};
+          std::memcpy(p, c, sizeof c);
+      }
+      int main()
+      {
+          if (!(__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+                __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
+                __builtin_cpu_supports("avx512cd")))
+              return 1;
+          double p[4] = {1.0, 1.0, 1.0, 1.0};
+          copy_constant(p);
+          return p[0] == 2.0 && p[1] == 2.0 && p[2] == 2.0 && p[3] == 0.0 ? 0 : 1;
+      }]=] RVZGPU_HOST_RUNS_AVX512_EXACT)
+    unset(CMAKE_REQUIRED_FLAGS)
+    if(RVZGPU_HOST_RUNS_AVX512_EXACT)
+      list(APPEND RVZGPU_HOST_ARCH_FLAGS ${RVZGPU_HOST_AVX512_FLAGS})
+    endif()
+  elseif(RVZGPU_HOST_AVX512 STREQUAL "ON")
+    list(APPEND RVZGPU_HOST_ARCH_FLAGS ${RVZGPU_HOST_AVX512_FLAGS})
+  elseif(NOT RVZGPU_HOST_AVX512 STREQUAL "OFF")
+    message(FATAL_ERROR "RVZGPU_HOST_AVX512 must be AUTO, ON or OFF, not '${RVZGPU_HOST_AVX512}'")
+  endif()
+  message(STATUS "RVZGPU host backend AVX-512: ${RVZGPU_HOST_AVX512} -> '${RVZGPU_HOST_ARCH_FLAGS}'")
+endif()
+
 # Thrust for the host backend: the CUDA toolkit's CCCL headers when a
 # toolkit is installed, else Debian's libthrust-dev.
 function(rvzgpu_find_host_thrust out_var)

@@ -215,4 +215,45 @@ TEST(StatusCheck, AFailedStepIsReportedAtOnceAndItsCodeReturned)
 #endif
 }
 
+#if !RVZGPU_BACKEND_CUDA
+// Each thread writes its block's linear number and its own linear number in
+// the block at its element; elements past n stay untouched.
+__global__ void Kernel_RecordLaunchIndices(int n, int* out)
+{
+    const int perBlock = static_cast<int>(blockDim.x * blockDim.y * blockDim.z);
+    const int t = static_cast<int>(threadIdx.x + blockDim.x * (threadIdx.y + blockDim.y * threadIdx.z));
+    const int b = static_cast<int>(blockIdx.x + gridDim.x * (blockIdx.y + gridDim.y * blockIdx.z));
+    const int i = b * perBlock + t;
+    if (i < n) out[i] = b * 4096 + t;
+}
+
+std::vector<int> RecordedIndices(int n, dim3 grid, dim3 block)
+{
+    rvztest::DeviceArray<int> out(std::vector<int>(static_cast<size_t>(n) + 1, -1));
+    RVZ_LAUNCH(Kernel_RecordLaunchIndices, grid, block, 0, 0)(n, out.get());
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+    return out.Download();
+}
+
+// The host launcher walks every thread once with its own indices, in the
+// vectorised loop of 256-thread blocks, the loop of other one-dimensional
+// blocks and the three-dimensional walk, on one thread and in a team.
+TEST(HostLauncher, EveryThreadSeesItsOwnLaunchIndices)
+{
+    const int n = 1000;
+    struct Shape {
+        dim3 grid, block;
+    };
+    const Shape shapes[] = {{dim3(4), dim3(256)}, {dim3(10), dim3(100)}, {dim3(4, 2, 2), dim3(8, 4, 2)}};
+    for (const Shape& shape : shapes) {
+        const int perBlock = static_cast<int>(shape.block.x * shape.block.y * shape.block.z);
+        std::vector<int> expected(static_cast<size_t>(n) + 1, -1);
+        for (int i = 0; i < n; ++i) expected[i] = i / perBlock * 4096 + i % perBlock;
+        const auto results =
+            rvztest::ForThreadCounts({1, 2}, [&] { return RecordedIndices(n, shape.grid, shape.block); });
+        for (const auto& r : results) EXPECT_EQ(r, expected) << "block of " << perBlock;
+    }
+}
+#endif
+
 }  // namespace

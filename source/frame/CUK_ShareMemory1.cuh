@@ -170,8 +170,16 @@ __device__ __forceinline__ void block_reduce3_256(F contribution, T* outFirst, T
 
 namespace rvz {
 
+// The host primitives are inlined, with the contribution callable and
+// everything it calls, into every block kernel that uses them, also where
+// the kernel itself is called out of line (its launcher in another file).
+// The callable's captures are then the kernel's own argument copies rather
+// than memory the stores of threadIdx might alias, and the loop over the
+// block's threads vectorises.
+#define RVZ_HOST_BLOCK_PRIMITIVE __attribute__((always_inline, flatten)) inline
+
 template <class Op, class T>
-inline void tree_reduce_256(T* s)
+RVZ_HOST_BLOCK_PRIMITIVE void tree_reduce_256(T* s)
 {
     for (int stride = 128; stride >= 1; stride >>= 1)
         for (int t = 0; t < stride; ++t) s[t] = Op::apply(s[t], s[t + stride]);
@@ -179,9 +187,9 @@ inline void tree_reduce_256(T* s)
 
 // Walks the block's threads in order, collecting each one's contribution.
 template <class F, class Store>
-inline void for_each_block_thread(F&& contribution, Store&& store)
+RVZ_HOST_BLOCK_PRIMITIVE void for_each_block_thread(F&& contribution, Store&& store)
 {
-    assert(host::inBlockLaunch && "block primitive outside RVZ_LAUNCH_BLOCK");
+    assert(host::launchState.inBlockLaunch && "block primitive outside RVZ_LAUNCH_BLOCK");
     const int base = static_cast<int>(blockIdx.x) * kBlockSize;
     for (int t = 0; t < kBlockSize; ++t) {
         threadIdx.x = static_cast<unsigned>(t);
@@ -191,7 +199,7 @@ inline void for_each_block_thread(F&& contribution, Store&& store)
 }
 
 template <class Op, class T, class F>
-inline void block_reduce_256(F contribution, T* out)
+RVZ_HOST_BLOCK_PRIMITIVE void block_reduce_256(F contribution, T* out)
 {
     T s[kBlockSize];
     for_each_block_thread(contribution, [&](int t, T v) { s[t] = v; });
@@ -200,7 +208,7 @@ inline void block_reduce_256(F contribution, T* out)
 }
 
 template <class Op, class T, class F>
-inline void block_reduce2_256(F contribution, T* outFirst, T* outSecond)
+RVZ_HOST_BLOCK_PRIMITIVE void block_reduce2_256(F contribution, T* outFirst, T* outSecond)
 {
     T s1[kBlockSize];
     T s2[kBlockSize];
@@ -216,7 +224,7 @@ inline void block_reduce2_256(F contribution, T* outFirst, T* outSecond)
 
 
 template <class Op, class T, class F>
-inline void block_reduce3_256(F contribution, T* outFirst, T* outSecond, T* outThird)
+RVZ_HOST_BLOCK_PRIMITIVE void block_reduce3_256(F contribution, T* outFirst, T* outSecond, T* outThird)
 {
     T s1[kBlockSize];
     T s2[kBlockSize];

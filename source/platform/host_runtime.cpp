@@ -17,15 +17,10 @@
 
 #include "host_test_hooks.h"
 
-__thread uint3 threadIdx = {0, 0, 0};
-__thread uint3 blockIdx = {0, 0, 0};
-__thread dim3 blockDim;
-__thread dim3 gridDim;
-
 namespace rvz {
 namespace host {
 
-__thread bool inBlockLaunch = false;
+__thread LaunchState launchState = {{0, 0, 0}, {0, 0, 0}, dim3(), dim3(), false};
 
 namespace {
 

@@ -126,14 +126,38 @@ cudaError_t cudaStreamCreate(cudaStream_t* stream);
 cudaError_t cudaStreamDestroy(cudaStream_t stream);
 cudaError_t cudaStreamSynchronize(cudaStream_t stream);
 
-// Launch indices of the running kernel thread, as CUDA names them. Declared
-// __thread (constant-initialised thread-local storage): a C++ thread_local
+namespace rvz {
+namespace host {
+
+// The launch state of the running kernel thread: its indices, as CUDA names
+// them, and whether a block kernel is running (its threads are then walked
+// by the block primitives rather than by the launcher).
+//
+// One record in __thread storage (constant-initialised: a C++ thread_local
 // of class type is reached through an initialisation wrapper in every
-// translation unit but its own, a test and a call on each access.
-extern __thread uint3 threadIdx;
-extern __thread uint3 blockIdx;
-extern __thread dim3 blockDim;
-extern __thread dim3 gridDim;
+// translation unit but its own, a test and a call on each access). One
+// record rather than four variables: code built with initial-exec
+// thread-local access reads each variable's offset from the global offset
+// table, and where the vectoriser combined the offsets of two variables
+// into one vector load, the linker could no longer rewrite the load into a
+// constant offset when it links an executable ("TLS transition ...
+// failed"). A single record has one offset, loaded by a plain move.
+struct LaunchState {
+    uint3 thread;
+    uint3 block;
+    dim3 blockSize;
+    dim3 gridSize;
+    bool inBlockLaunch;
+};
+extern __thread LaunchState launchState;
+
+}  // namespace host
+}  // namespace rvz
+
+#define threadIdx (::rvz::host::launchState.thread)
+#define blockIdx (::rvz::host::launchState.block)
+#define blockDim (::rvz::host::launchState.blockSize)
+#define gridDim (::rvz::host::launchState.gridSize)
 
 namespace rvz {
 namespace host {
@@ -154,9 +178,6 @@ int launch_threads(long long blocks, long long threads);
 constexpr long long kSerialLaunchLimit = 32768;
 long long serial_launch_limit();
 
-// Set while a block-level kernel runs: its threads are walked by the
-// block primitives rather than by the launcher.
-extern __thread bool inBlockLaunch;
 
 void set_last_error(cudaError_t code);
 

@@ -52,13 +52,28 @@ inline T __ldg(const T* p)
 namespace rvz {
 namespace host {
 
+// The block size of the library's launches (kBlockSize of the kernels).
+constexpr unsigned kHostVectorBlock = 256;
+
 // Runs one block: a block kernel once (its primitives walk the threads), a
-// thread kernel once per thread in x-fastest order. A one-dimensional block
-// (every launch of the library) takes the single loop, which the compiler
-// can unroll. Flattened: the kernel, when its body is visible here, and
-// everything it calls are inlined into the per-thread loop.
+// thread kernel once per thread in x-fastest order. Flattened: the kernel,
+// when its body is visible here, and everything it calls are inlined into
+// the per-thread loop.
+//
+// A block of kHostVectorBlock threads in x (every one-thread-per-element
+// launch of the library) takes a loop of that constant length: the element
+// index blockIdx.x * 256 + threadIdx.x is then known not to wrap, and the
+// compiler vectorises the loop, the kernel's "i < n" guard becoming a mask.
+// Each thread still computes exactly what it computes alone.
+//
+// The arguments are taken by value, as a GPU hands a kernel its own copy:
+// locals whose address nothing else sees, so they stay in registers across
+// the stores of the launch indices. Reached through references (the
+// parallel region shares the caller's), an int argument would be reloaded
+// after every store of threadIdx, which may alias it, and no loop would
+// vectorise.
 template <auto Kernel, bool PerBlock, class... Args>
-__attribute__((flatten)) inline void run_block(long long linear, const dim3& g, const dim3& b, Args&... args)
+__attribute__((flatten)) inline void run_block(long long linear, const dim3 g, const dim3 b, Args... args)
 {
     gridDim = g;
     blockDim = b;
@@ -67,9 +82,15 @@ __attribute__((flatten)) inline void run_block(long long linear, const dim3& g, 
     blockIdx.z = static_cast<unsigned>(linear / (static_cast<long long>(g.x) * g.y));
     threadIdx = uint3{0, 0, 0};
     if constexpr (PerBlock) {
-        inBlockLaunch = true;
+        launchState.inBlockLaunch = true;
         Kernel(args...);
-        inBlockLaunch = false;
+        launchState.inBlockLaunch = false;
+    } else if (b.x == kHostVectorBlock && b.y == 1 && b.z == 1) {
+        for (unsigned tx = 0; tx < kHostVectorBlock; ++tx) {
+            threadIdx.x = tx;
+            Kernel(args...);
+        }
+        threadIdx.x = 0;
     } else if (b.y == 1 && b.z == 1) {
         for (unsigned tx = 0; tx < b.x; ++tx) {
             threadIdx.x = tx;
