@@ -221,7 +221,6 @@ TEST(FillExtendedFlow, WithoutExtrasAgreesWithTheBasicPath)
         FillSettings b = Strip("basic"), e = Strip("extended");
         b.inlet = e.inlet = inlet;
         b.inlet_pressure = e.inlet_pressure = 0.3;
-        b.stall_fraction = e.stall_fraction = 1e-6;
         const CaseRun rb = RunCase(b), re = RunCase(e);
         ASSERT_EQ(rb.result.ending, fill::Ending::Full) << rb.result.message;
         ASSERT_EQ(re.result.ending, fill::Ending::Full) << re.result.message;

@@ -74,8 +74,8 @@ struct FillSettings {
     // Inlet: "flow_rate" (constant volume flow rate, cm^3/s) or "pressure"
     // (constant inlet pressure, MPa). The run stops as a short shot when
     // the inlet pressure passes pressure_limit (MPa) or, at constant
-    // pressure, when the flow rate falls below stall_fraction of its
-    // largest value or the time passes max_time.
+    // pressure, when the flow rate falls below stall_fraction of its mean
+    // since the start or the time passes max_time.
     std::string inlet = "flow_rate";
     double flow_rate = 20.0;
     double inlet_pressure = 10.0;

@@ -1028,13 +1028,16 @@ RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh
     RunResult r;
     try {
         Filling f(tool, settings, mesh, partition);
-        double largestFlow = 0.0, packEnd = 0.0;
+        // Injected volume and time of the previous step, for the mean flow
+        // rate since the start against which a stall is judged.
+        double injected = 0.0, previousTime = 0.0, packEnd = 0.0;
         bool packing = false;
         for (int step = 1;; ++step) {
             const StepRecord rec = f.Step();
             r.history.push_back(rec);
             r.maxInletPressure = std::max(r.maxInletPressure, rec.inletPressure);
-            largestFlow = std::max(largestFlow, rec.flowRate);
+            injected += rec.flowRate * (rec.time - previousTime);
+            previousTime = rec.time;
             if (log != nullptr) {
                 std::fprintf(log, "step %5d  t = %.6e s  filled %7.3f %%  inlet p %.6g MPa  Q %.6g cm^3/s  outer %d\n",
                              rec.step, rec.time, 100.0 * rec.filledFraction, rec.inletPressure, rec.flowRate,
@@ -1057,10 +1060,17 @@ RunResult RunFill(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh
                 r.message = "short shot: the inlet pressure passed the limit of " + channel::Number(settings.pressure_limit) + " MPa";
                 break;
             }
-            if (!packing && settings.inlet == "pressure" && rec.flowRate < settings.stall_fraction * largestFlow) {
+            // Judged against the mean rate since the start, not the largest:
+            // the first step at constant pressure, with the cavity still
+            // venting everywhere, takes a thousand times the rate the melt
+            // keeps later, while a front driven by a constant pressure
+            // slows only as the square root of time (its rate stays half
+            // the mean).
+            if (!packing && settings.inlet == "pressure" && rec.time > 0.0 &&
+                rec.flowRate < settings.stall_fraction * injected / rec.time) {
                 r.ending = Ending::ShortShotStalled;
                 r.message = "short shot: the flow rate fell below " + channel::Number(settings.stall_fraction) +
-                            " of its largest value";
+                            " of its mean since the start";
                 break;
             }
             if (rec.time >= settings.max_time) {
