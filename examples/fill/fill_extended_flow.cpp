@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "CRVZGPUtool.h"
+#include "fill_partition.h"
 #include "fill_solver.h"
 
 namespace fill {
@@ -95,7 +96,12 @@ void Up(CRVZGPUtool& t, std::vector<double> v, double* device)
 
 }  // namespace
 
-std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& mesh)
+namespace {
+
+// The gate of each inlet list entry; with `refuse`, a gate naming no inlet
+// group of `mesh` is refused (on a process's part a group may hold no
+// face, so a part is not checked).
+std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& mesh, bool refuse)
 {
     const rvzmesh::BoundaryList& in = mesh.list(BoundaryKind::Inlet);
     std::vector<int> gate(in.size(), 0);
@@ -107,19 +113,20 @@ std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& me
         if (id < 0) id = mesh.GroupIndex(gates[g].name);
         bool inlet = false;
         for (int k = 0; id >= 0 && k < in.size(); ++k) inlet = inlet || in.group[k] == id;
-        if (!inlet)
+        if (!inlet && refuse)
             channel::Line{s.source, gates[g].line.at("listed"), "gates"}.Fail(
                 "gate '" + gates[g].name + "' names no inlet group of the mesh (no group 'inlet_" + gates[g].name +
                 "' with inlet faces)");
-        groupGate[id] = static_cast<int>(g);
+        if (id >= 0) groupGate[id] = static_cast<int>(g);
     }
     // Inlet faces of no listed gate: -1 (closed for the whole run).
     for (int k = 0; k < in.size(); ++k) gate[k] = in.group[k] >= 0 ? groupGate[in.group[k]] : -1;
     return gate;
 }
 
-// The wall groups of vent_groups; refuses a name of no wall group.
-std::vector<int> VentGroupIds(const FillSettings& s, const rvzmesh::Mesh& m)
+// The wall groups of vent_groups; with `refuse`, refuses a name of no wall
+// group.
+std::vector<int> VentGroupIds(const FillSettings& s, const rvzmesh::Mesh& m, bool refuse)
 {
     const rvzmesh::BoundaryList& W = m.list(BoundaryKind::Wall);
     std::vector<int> ids;
@@ -128,15 +135,15 @@ std::vector<int> VentGroupIds(const FillSettings& s, const rvzmesh::Mesh& m)
         if (id < 0) id = m.GroupIndex(name);
         bool wall = false;
         for (int k = 0; id >= 0 && k < W.size(); ++k) wall = wall || W.group[k] == id;
-        if (!wall) FailAt(s, {"vent_groups"}, "'" + name + "' names no wall group of the mesh");
+        if (!wall && refuse) FailAt(s, {"vent_groups"}, "'" + name + "' names no wall group of the mesh");
         ids.push_back(id);
     }
     return ids;
 }
 
-// The wall entries of the moving wall (1), none without one; refuses a
-// name of no wall group.
-std::vector<int> MovingWallFaces(const FillSettings& s, const rvzmesh::Mesh& m)
+// The wall entries of the moving wall (1), none without one; with
+// `refuse`, refuses a name of no wall group.
+std::vector<int> MovingWallFaces(const FillSettings& s, const rvzmesh::Mesh& m, bool refuse)
 {
     const rvzmesh::BoundaryList& W = m.list(BoundaryKind::Wall);
     std::vector<int> moving(W.size(), 0);
@@ -147,26 +154,43 @@ std::vector<int> MovingWallFaces(const FillSettings& s, const rvzmesh::Mesh& m)
     bool any = false;
     for (int k = 0; id >= 0 && k < W.size(); ++k)
         if (W.group[k] == id) moving[k] = 1, any = true;
-    if (!any) FailAt(s, {"compression_wall"}, "'" + name + "' is not a wall group of the mesh");
+    if (!any && refuse) FailAt(s, {"compression_wall"}, "'" + name + "' is not a wall group of the mesh");
     return moving;
+}
+
+}  // namespace
+
+std::vector<int> GateOfInletEntry(const FillSettings& s, const rvzmesh::Mesh& mesh)
+{
+    return GateOfInletEntry(s, mesh, true);
 }
 
 void CheckExtendedMesh(const FillSettings& s, const rvzmesh::Mesh& mesh)
 {
-    GateOfInletEntry(s, mesh);
-    VentGroupIds(s, mesh);
-    MovingWallFaces(s, mesh);
+    GateOfInletEntry(s, mesh, true);
+    VentGroupIds(s, mesh, true);
+    MovingWallFaces(s, mesh, true);
 }
 
 struct ExtendedFlow::Impl {
     Impl(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, const rvzmesh::DeviceMesh& device,
-         const FlowArrays& arrays, SolveFn solveFn, GradientFn gradientFn);
+         const FlowArrays& arrays, SolveFn solveFn, GradientFn gradientFn, Partitioned* partition);
 
     const rvzmesh::DeviceBoundaryList& L(BoundaryKind k) const { return d.boundary[static_cast<int>(k)]; }
     std::vector<GateSetting> GateSettings() const;
     void UploadGates();
     void Densities();
     void CorrectBoundaryValues();
+    void FrontCells();
+    bool FilledAt(int g, std::vector<double>& vf);
+    // Over the processes of a partitioned run (partials in rank order).
+    double Sum(double local) { return par != nullptr ? par->Sum(local) : local; }
+    int Count(int local) { return par != nullptr ? par->SumCount(local) : local; }
+    void Halo(std::initializer_list<double*> fields)
+    {
+        if (par != nullptr)
+            for (double* f : fields) par->Refresh(f);
+    }
 
     CRVZGPUtool& t;
     const FillSettings& s;
@@ -175,12 +199,13 @@ struct ExtendedFlow::Impl {
     FlowArrays a;
     SolveFn solve;
     GradientFn gradient;
+    Partitioned* par;  // null on one process
     const int nc = m.nCells, nf = m.nFaces, N = m.newNNU, nCol = m.nColumnPerRow, n = m.nExtended;
     const int ni = m.list(BoundaryKind::Inlet).size(), ns = m.list(BoundaryKind::Symmetry).size();
     const bool compressible = s.extended.compressibility != "none";
     std::vector<int> gateOf;
     GateStates gates{GateSettings()};
-    std::vector<int> frontCell;  // per gate, the cell of its point (front rule)
+    std::vector<int> frontCell;  // per gate, the cell of its point (front rule); -1: not on this process
     // Gates: per inlet entry the gate (closed faces of no gate: its own
     // closed gate at the end), open flag, pressure (MPa); per gate the
     // control status (1 flow rate, 2 pressure) and material type.
@@ -205,7 +230,7 @@ struct ExtendedFlow::Impl {
     double dt = 0.0;
     // Injection-compression: moving wall entries, their inflow flux while
     // wetted (negative: into the cell), whether the wall moves now.
-    std::vector<int> moving = MovingWallFaces(s, m);
+    std::vector<int> moving = MovingWallFaces(s, m, par == nullptr);
     const int nw = m.list(BoundaryKind::Wall).size();
     D movingFlux{t, std::max(nw, 1)}, wallInflowFlux{t, std::max(nw, 1)}, zeroW{t, std::max(nw, 1)};
     D tSuW{t, std::max(nw, 1)}, tFRW{t, std::max(nw, 1)}, CBvW{t, std::max(nw, 1)};
@@ -225,7 +250,7 @@ std::vector<GateSetting> ExtendedFlow::Impl::GateSettings() const
 
 ExtendedFlow::Impl::Impl(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
                          const rvzmesh::DeviceMesh& device, const FlowArrays& arrays, SolveFn solveFn,
-                         GradientFn gradientFn)
+                         GradientFn gradientFn, Partitioned* partition)
     : t(tool),
       s(settings),
       m(mesh),
@@ -233,7 +258,8 @@ ExtendedFlow::Impl::Impl(CRVZGPUtool& tool, const FillSettings& settings, const 
       a(arrays),
       solve(std::move(solveFn)),
       gradient(std::move(gradientFn)),
-      gateOf(GateOfInletEntry(settings, mesh)),
+      par(partition),
+      gateOf(GateOfInletEntry(settings, mesh, partition == nullptr)),
       walls(tool, device.boundary[static_cast<int>(BoundaryKind::Wall)], {}),
       outlets(tool, device.boundary[static_cast<int>(BoundaryKind::Outlet)],
               std::vector<int>(mesh.list(BoundaryKind::Outlet).size(), 2))
@@ -241,24 +267,13 @@ ExtendedFlow::Impl::Impl(CRVZGPUtool& tool, const FillSettings& settings, const 
     for (int& g : gateOf)
         if (g < 0) g = nGates - 1;  // inlet faces of no listed gate: closed for the whole run
     gateOfD.Upload(gateOf.empty() ? std::vector<int>(1, 0) : gateOf);
-    // Front-rule points: the cell whose centroid lies nearest.
-    frontCell.assign(gates.size(), -1);
-    for (int g = 0; g < gates.size(); ++g) {
-        if (gates.gate(g).opening != GateOpening::AtFront) continue;
-        const double* x = gates.gate(g).point;
-        double best = 1e300;
-        for (int c = 0; c < nc; ++c) {
-            const double dx = m.xc[c] - x[0], dy = m.yc[c] - x[1], dz = m.zc[c] - x[2];
-            const double r = dx * dx + dy * dy + dz * dz;
-            if (r < best) best = r, frontCell[g] = c;
-        }
-    }
+    FrontCells();
     // Vents from the air pressure: the listed wall groups carry it, the
     // other wall faces never vent (a negative air pressure).
     const rvzmesh::BoundaryList& W = m.list(BoundaryKind::Wall);
     std::vector<double> air(std::max(W.size(), 1), 0.0);
     if (s.extended.vent_air_pressure >= 0.0) {
-        const std::vector<int> ids = VentGroupIds(s, m);
+        const std::vector<int> ids = VentGroupIds(s, m, par == nullptr);
         for (int k = 0; k < W.size(); ++k) {
             const bool listed = ids.empty() || std::count(ids.begin(), ids.end(), W.group[k]) > 0;
             air[k] = listed ? s.extended.vent_air_pressure * kDynPerMPa : -1.0;
@@ -283,15 +298,53 @@ ExtendedFlow::Impl::Impl(CRVZGPUtool& tool, const FillSettings& settings, const 
     T0 = std::vector<double>(std::max(nc, 1), s.melt_temperature);
 }
 
+// Front-rule points: the cell whose centroid lies nearest (the first in
+// cell order at a tie), searched over the whole mesh so that a
+// partitioned run picks the cell one process picks; the process owning it
+// keeps its local index.
+void ExtendedFlow::Impl::FrontCells()
+{
+    const rvzmesh::Mesh& whole = par != nullptr ? par->Whole() : m;
+    frontCell.assign(gates.size(), -1);
+    for (int g = 0; g < gates.size(); ++g) {
+        if (gates.gate(g).opening != GateOpening::AtFront) continue;
+        const double* x = gates.gate(g).point;
+        double best = 1e300;
+        int nearest = -1;
+        for (int c = 0; c < whole.nCells; ++c) {
+            const double dx = whole.xc[c] - x[0], dy = whole.yc[c] - x[1], dz = whole.zc[c] - x[2];
+            const double r = dx * dx + dy * dy + dz * dz;
+            if (r < best) best = r, nearest = c;
+        }
+        if (par == nullptr) {
+            frontCell[g] = nearest;
+            continue;
+        }
+        const std::vector<int>& global = par->Part().globalCell;
+        for (int c = 0; c < nc; ++c)
+            if (global[c] == nearest) frontCell[g] = c;
+    }
+}
+
+// Whether the melt fills gate g's cell: its fraction from the process
+// owning it (exact zeros from the others), so all processes agree. `vf`:
+// the cell fractions, downloaded at the first call.
+bool ExtendedFlow::Impl::FilledAt(int g, std::vector<double>& vf)
+{
+    if (vf.empty()) vf = Down(t, a.volf, std::max(nc, 1));
+    return Sum(frontCell[g] >= 0 ? vf[frontCell[g]] : 0.0) >= kFCRI;
+}
+
 // Per-entry open flags, pressures, per-gate status, and the slot velocity
 // and flux of the flow-rate gates (uniform over the gate, normal to its
 // faces, zero at closed gates).
 void ExtendedFlow::Impl::UploadGates()
 {
     const rvzmesh::BoundaryList& in = m.list(BoundaryKind::Inlet);
-    if (ni == 0) return;
     std::vector<double> area(nGates, 0.0);
     for (int k = 0; k < ni; ++k) area[gateOf[k]] += in.area[k];
+    for (double& gateArea : area) gateArea = Sum(gateArea);
+    if (ni == 0) return;
     std::vector<int> open(ni), st(nGates, 1), open1(ni), outPP(ni);
     std::vector<double> press(ni, 0.0), fin(ni, 0.0);
     for (int g = 0; g < gates.size(); ++g) st[g] = gates.control(g) == GateControl::Pressure ? 2 : 1;
@@ -351,8 +404,9 @@ void ExtendedFlow::Impl::Densities()
 
 ExtendedFlow::ExtendedFlow(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
                            const rvzmesh::DeviceMesh& device, const FlowArrays& arrays, SolveFn solve,
-                           GradientFn gradient)
-    : m_(std::make_unique<Impl>(tool, settings, mesh, device, arrays, std::move(solve), std::move(gradient)))
+                           GradientFn gradient, Partitioned* partition)
+    : m_(std::make_unique<Impl>(tool, settings, mesh, device, arrays, std::move(solve), std::move(gradient),
+                                partition))
 {
 }
 
@@ -385,10 +439,7 @@ void ExtendedFlow::BeginStep(int step, double time, double dt, double filledFrac
     e.step = step;
     e.dt = dt;
     std::vector<double> vf;
-    const auto filledAt = [&](int g) {
-        if (vf.empty()) vf = Down(e.t, e.a.volf, e.nc);
-        return vf[e.frontCell[g]] >= kFCRI;
-    };
+    const auto filledAt = [&](int g) { return e.FilledAt(g, vf); };
     bool changed = step == 0;
     changed = e.gates.Open(time, filledAt) || changed;
     changed =
@@ -449,14 +500,16 @@ void ExtendedFlow::Vents()
 {
     Impl& e = *m_;
     const auto& W = e.L(BoundaryKind::Wall);
-    if (e.s.extended.vent_air_pressure < 0.0 || W.size == 0) return;
-    Ok(e.t.CalcPP_FlowE_iIsOutlet2(W.size, 0, kFCRI, W.cell, W.slot, e.a.volf, e.mf, e.walls.air, e.a.ventWall,
-                                   Blocks(W.size)),
-       "CalcPP_FlowE_iIsOutlet2");
+    if (e.s.extended.vent_air_pressure < 0.0 || e.Count(W.size) == 0) return;
+    if (W.size > 0)
+        Ok(e.t.CalcPP_FlowE_iIsOutlet2(W.size, 0, kFCRI, W.cell, W.slot, e.a.volf, e.mf, e.walls.air, e.a.ventWall,
+                                       Blocks(W.size)),
+           "CalcPP_FlowE_iIsOutlet2");
     // None left and no outlet: the faces of cells not yet full vent, as on
     // the basic path.
     const std::vector<int> open = DownInt(e.t, e.a.ventWall, W.size);
-    if (e.outlets.n == 0 && std::count(open.begin(), open.end(), 1) == 0)
+    const int openHere = static_cast<int>(std::count(open.begin(), open.end(), 1));
+    if (e.Count(e.outlets.n) == 0 && e.Count(openHere) == 0 && W.size > 0)
         Ok(e.t.CalcPP_FlowE_iIsOutlet2(W.size, 0, kFull, W.cell, W.slot, e.a.volf, e.mf, e.walls.air, e.a.ventWall,
                                        Blocks(W.size)),
            "CalcPP_FlowE_iIsOutlet2");
@@ -548,6 +601,7 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
     Ok(t.CalcPP_FlowE_EnhanceRobustness(nc, 1.0, N, nCol, a.pp, a.A, a.source, cb), "CalcPP_FlowE_EnhanceRobustness");
     double imbalance = 0.0;
     for (double r : Down(t, a.source, nc)) imbalance += std::fabs(r);
+    imbalance = e.Sum(imbalance);
     e.solve(a.A, a.source, a.pp);
 
     // Boundary values of the correction: vents 0, closed walls the cell's;
@@ -568,6 +622,7 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
     Ok(t.CalcPP_FlowE_CorrectPressureVelocities(nc, relaxPressure, 0, 0, 0.0, e.bad, a.pp, d.volume, a.dpp[0], a.dpp[1],
                                                 a.dpp[2], a.APR, a.p, a.u, a.v, a.w, a.source, cb),
        "CalcPP_FlowE_CorrectPressureVelocities");
+    e.Halo({a.p, a.u, a.v, a.w});
     Ok(t.CalcPP_FlowE_UpdateMassFlux(nf, N, d.ijP, d.ijE, d.mapPx, d.mapPy, a.A, a.pp, a.flux, fb),
        "CalcPP_FlowE_UpdateMassFlux");
     for (Vent& vt : vents) {
@@ -613,6 +668,7 @@ double ExtendedFlow::PressureCorrection(double relaxPressure, double& inflow)
             }
         e.wallInflowFlux.Upload(f);
     }
+    inflow = e.Sum(inflow);
     return imbalance;
 }
 

@@ -37,6 +37,8 @@ struct FlowArrays {
     int* ventWall;  // 1: the wall face vents
 };
 
+class Partitioned;
+
 class ExtendedFlow {
 public:
     using SolveFn = std::function<void(double* A, double* rhs, double* phi)>;
@@ -45,8 +47,18 @@ public:
     // Refuses (SettingsError at the key's line) gates naming groups that
     // are not inlet groups of the mesh, vent groups that are not wall
     // groups, and a gate-less case whose mesh has no inlet.
+    // In a partitioned run (`partition` not null; mesh is this process's
+    // part, checked as a whole by CheckExtendedMesh before) a part may
+    // hold no face of a group and nothing is refused; the gate areas, the
+    // imbalance, the inflow and the open vents are summed over the
+    // processes, a front-rule gate's point is the nearest cell of the
+    // whole mesh and its fraction is read by the process owning it, the
+    // corrected pressure and velocities are refreshed in the halo, so every
+    // process takes the same gate, switch-over and vent decisions. Every
+    // process must then call each method the same number of times.
     ExtendedFlow(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
-                 const rvzmesh::DeviceMesh& device, const FlowArrays& arrays, SolveFn solve, GradientFn gradient);
+                 const rvzmesh::DeviceMesh& device, const FlowArrays& arrays, SolveFn solve, GradientFn gradient,
+                 Partitioned* partition = nullptr);
     ~ExtendedFlow();
 
     // Before a time step (and once before the first): opens gates whose

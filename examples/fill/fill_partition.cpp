@@ -255,7 +255,6 @@ double Partitioned::TakeExchangeSeconds()
 void CheckPartitionedSettings(const FillSettings& s)
 {
     const std::string why = " is not available in a partitioned run (mpirun -np 2 or more); run it on one process";
-    if (s.flow_path != "basic") FailAt(s, {"flow_path"}, "flow_path = " + s.flow_path + why);
     if (s.vof_path != "basic") FailAt(s, {"vof_path"}, "vof_path = " + s.vof_path + why);
     if (s.thermal != "isothermal" && s.energy != "basic") FailAt(s, {"energy", "thermal"}, "energy = " + s.energy + why);
 }

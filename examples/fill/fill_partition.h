@@ -90,7 +90,7 @@ private:
 };
 
 // Refuses a case a partitioned run does not support, naming the key at
-// its line: the extended flow, volume-fraction and energy paths.
+// its line: the extended volume-fraction and energy paths.
 void CheckPartitionedSettings(const FillSettings& settings);
 
 // rvzgpu-fill's entry under mpirun (fill_partition_main.cpp, built with

@@ -25,6 +25,18 @@
 // fraction after its correction 6e-5 (both comparisons fail), of the
 // SIMPLEC factor 6e-11 (the exact comparison fails). The pieces and the
 // .pvtu are checked after one step.
+//
+// The extended flow path has pressure-correction solves at their
+// iteration limit on one process as well, so its cases are bounded by the
+// one-process run's change under a 1e-14 change of its inputs (measured:
+// about as much). Its faults fail them: without the sum of the gate area
+// over processes the flow-rate case's pressure is off by 1; without the
+// halo refresh of the corrected pressure and velocities every case fails
+// (4e-2); without that of the SIMPLEC factor the flow-rate and the gate
+// cases fail; without the sum of the inflow or of the imbalance the plate
+// cases fail; without that of the front-rule gate's fraction the processes
+// open the gate at different steps and the gate case waits in a sum one
+// process never reaches (the test's time limit ends it).
 
 #include <gtest/gtest.h>
 #include <mpi.h>
@@ -38,6 +50,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CRVZComMPI.h"
@@ -141,12 +154,17 @@ enum class Match {
     Exact,        // linear iterations of every step equal, fields to 1e-12
     Loose,        // linear iterations within one per solve kind, fields to 1e-8
     AsRounding,   // each field within ten times the change a one-process run
-                  // shows when its inlet pressure changes by 1e-14 of itself
+                  // shows when its inlet pressure and flow rate (and its
+                  // gates' flow rates and pressures) change by 1e-14 of
+                  // themselves
                   // (at least 1e-12); the linear iterations are not compared
                   // (a rounding change moves them too)
 };
 
-void ExpectMatchesOneProcess(const FillSettings& s, Match match)
+// Returns the step records of the one-process and the partitioned run
+// (on process 0; empty on the others).
+std::pair<std::vector<fill::StepRecord>, std::vector<fill::StepRecord>> ExpectMatchesOneProcess(const FillSettings& s,
+                                                                                                Match match)
 {
     const double tol = match == Match::Loose ? 1e-8 : 1e-12;
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
@@ -155,11 +173,23 @@ void ExpectMatchesOneProcess(const FillSettings& s, Match match)
     if (Rank() == 0 && match == Match::AsRounding) {
         FillSettings q = s;
         q.inlet_pressure *= 1.0 + 1e-14;
+        q.flow_rate *= 1.0 + 1e-14;
+        for (fill::GateSetting& g : q.extended.gates) g.flow_rate *= 1.0 + 1e-14, g.pressure *= 1.0 + 1e-14;
         nudged = OneProcess(q, mesh);
     }
     const Outcome many = Partitioned(s, mesh);
-    if (Rank() != 0) return;
-    ASSERT_EQ(one.history.size(), many.history.size());
+    if (Rank() != 0) return {};
+    EXPECT_EQ(one.history.size(), many.history.size());
+    if (one.history.size() != many.history.size()) return {};
+    // Under AsRounding the step records may also differ by ten times the
+    // largest relative change of the nudged run over all steps.
+    double timeChange = 0.0, pressureChange = 0.0, fillChange = 0.0;
+    for (size_t k = 0; match == Match::AsRounding && k < std::min(one.history.size(), nudged.history.size()); ++k) {
+        const fill::StepRecord &a = one.history[k], &c = nudged.history[k];
+        timeChange = std::max(timeChange, std::fabs(a.time - c.time) / a.time);
+        pressureChange = std::max(pressureChange, std::fabs(a.inletPressure - c.inletPressure) / a.inletPressure);
+        fillChange = std::max(fillChange, std::fabs(a.filledFraction - c.filledFraction));
+    }
     for (size_t k = 0; k < one.history.size(); ++k) {
         const fill::StepRecord &a = one.history[k], &b = many.history[k];
         EXPECT_EQ(a.outerIterations, b.outerIterations) << "step " << a.step;
@@ -170,28 +200,31 @@ void ExpectMatchesOneProcess(const FillSettings& s, Match match)
                       match == Match::Loose ? 3 * a.outerIterations : 0)
                 << "step " << a.step << ": " << a.linearIterations << " and " << b.linearIterations;
         const double stepTol = match == Match::AsRounding ? 1e-8 : tol;
-        EXPECT_NEAR(a.time, b.time, stepTol * a.time) << "step " << a.step;
-        EXPECT_NEAR(a.inletPressure, b.inletPressure, stepTol * a.inletPressure) << "step " << a.step;
-        EXPECT_NEAR(a.filledFraction, b.filledFraction, stepTol) << "step " << a.step;
+        EXPECT_NEAR(a.time, b.time, std::max(stepTol, 10.0 * timeChange) * a.time) << "step " << a.step;
+        EXPECT_NEAR(a.inletPressure, b.inletPressure, std::max(stepTol, 10.0 * pressureChange) * a.inletPressure)
+            << "step " << a.step;
+        EXPECT_NEAR(a.filledFraction, b.filledFraction, std::max(stepTol, 10.0 * fillChange)) << "step " << a.step;
     }
     const char* names[] = {"volume fraction", "pressure", "u",         "v",         "w",         "arrival time",
                            "temperature",     "fibre axx", "fibre ayy", "fibre azz", "fibre axy", "fibre axz",
                            "fibre ayz"};
-    ASSERT_EQ(one.fields.size(), many.fields.size());
-    for (size_t f = 0; f < one.fields.size(); ++f) {
-        ASSERT_EQ(one.fields[f].size(), many.fields[f].size()) << names[f];
+    EXPECT_EQ(one.fields.size(), many.fields.size());
+    for (size_t f = 0; f < std::min(one.fields.size(), many.fields.size()); ++f) {
+        EXPECT_EQ(one.fields[f].size(), many.fields[f].size()) << names[f];
+        if (one.fields[f].size() != many.fields[f].size()) continue;
         const double deviation = Deviation(one.fields[f], many.fields[f]);
         double limit = tol;
         if (match == Match::AsRounding) {
             const double rounding = Deviation(one.fields[f], nudged.fields[f]);
             limit = std::max(tol, 10.0 * rounding);
-            std::printf("one process, inlet pressure changed by 1e-14: %s changes by %.3g\n", names[f], rounding);
+            std::printf("one process, inputs changed by 1e-14: %s changes by %.3g\n", names[f], rounding);
         }
         EXPECT_LE(deviation, limit) << names[f];
         std::printf("%d processes: %s deviates by %.3g of its largest magnitude\n", Size(), names[f], deviation);
     }
     // The run got somewhere: melt beyond the inlet cells.
     EXPECT_GT(one.history.back().filledFraction, 0.01);
+    return {one.history, many.history};
 }
 
 TEST(FillPartitioned, FlowRateInletMatchesOneProcess)
@@ -249,6 +282,75 @@ TEST(FillPartitioned, FibreAcrossTheCutMatchesOneProcess)
     const double inlet[6] = {0.6, 0.2, 0.2, 0.1, 0.0, 0.0};
     std::copy(inlet, inlet + 6, s.fibre_inlet);
     ExpectMatchesOneProcess(s, Match::AsRounding);
+}
+
+// The extended flow path at a constant inlet pressure: its momentum faces
+// with the deferred correction (gamma 0.5, the velocity gradients read
+// across the cut), its pressure correction with the gate at the inlet
+// (the cut runs through it) and vents decided from the air pressure, whose
+// counts are summed over the processes.
+TEST(FillPartitioned, ExtendedFlowAtConstantPressureMatchesOneProcess)
+{
+    FillSettings s = SmallPlate();
+    s.flow_path = "extended";
+    s.inlet = "pressure";
+    s.inlet_pressure = 0.05;
+    s.extended.momentum_gamma = 0.5;
+    s.extended.vent_air_pressure = 0.0;
+    s.max_steps = 3;
+    ExpectMatchesOneProcess(s, Match::AsRounding);
+}
+
+// At a flow rate: the gate's area, summed over the processes (the cut runs
+// through it), sets its inflow velocity.
+TEST(FillPartitioned, ExtendedFlowAtFlowRateMatchesOneProcess)
+{
+    FillSettings s = SmallPlate();
+    s.flow_path = "extended";
+    s.max_steps = 2;
+    ExpectMatchesOneProcess(s, Match::AsRounding);
+}
+
+// Sequential gating and switch-over on a strip fed at both ends: the
+// right gate opens when the front fills the cell of its point, which lies
+// on the other process than the left gate, and both gates change to a
+// holding pressure at a filled fraction; every process must take both
+// decisions at the same step.
+TEST(FillPartitioned, ExtendedGatesOpenAndSwitchOverAsOnOneProcess)
+{
+    FillSettings s = SmallPlate();
+    s.flow_path = "extended";
+    s.geometry = "strip2";
+    s.length = 4.0, s.width = 0.5, s.thickness = 0.2;
+    s.nx = 8, s.ny = 2, s.nz = 2;
+    fill::GateSetting left, right;
+    left.name = "left", right.name = "right";
+    left.flow_rate = right.flow_rate = 0.4;
+    right.opening = fill::GateOpening::AtFront;
+    right.point[0] = 2.25, right.point[1] = 0.25, right.point[2] = 0.05;
+    left.line["listed"] = right.line["listed"] = 1;
+    s.extended.gates = {left, right};
+    s.extended.switch_over_fraction = 0.6;
+    s.extended.holding_pressure = 0.02;
+    s.max_steps = 13;
+    const auto runs = ExpectMatchesOneProcess(s, Match::AsRounding);
+    if (Rank() != 0) return;
+    // The inflow is one gate's (0.4) until the second opens (0.8); after
+    // the switch-over the inlet pressure is the holding pressure. Both at
+    // the same steps on one and on two processes.
+    const auto steps = [](const std::vector<fill::StepRecord>& h) {
+        int opened = -1, switched = -1;
+        for (const fill::StepRecord& r : h) {
+            if (opened < 0 && switched < 0 && r.flowRate > 0.6) opened = r.step;
+            if (switched < 0 && std::fabs(r.inletPressure - 0.02) < 1e-9) switched = r.step;
+        }
+        return std::make_pair(opened, switched);
+    };
+    const auto one = steps(runs.first), many = steps(runs.second);
+    std::printf("second gate open from step %d, switch-over at step %d\n", one.first, one.second);
+    EXPECT_GT(one.first, 1);
+    EXPECT_GT(one.second, one.first);
+    EXPECT_EQ(one, many);
 }
 
 // Numbers of cells of a .vtu piece (its Piece element).

@@ -241,7 +241,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
             t, s, m, d, a, [this](double* Am, double* rhs, double* phi) {
                 Solve(Am, rhs, phi, kPressureTolerance, "BiCGSTAB_ELL (pressure correction)");
             },
-            [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); });
+            [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); }, par);
         MomentumArrays ma{u, v, w, u0, v0, w0, vis, den, vfe, flux, mfe, aE, aW, Su, Sv, Sw, APv, APR, A, temp, scratch,
                           {grad[0], grad[1], grad[2], grad[3], grad[4], grad[5], grad[6], grad[7], grad[8]}};
         momx = std::make_unique<ExtendedMomentum>(t, s, m, d, ma);
@@ -474,7 +474,10 @@ void Filling::State::Momentum()
                "Calc_FinalCoeffRHS_Sfi");
         Solve(A, *sources[c], *fields[c], kMomentumTolerance, "BiCGSTAB_ELL (momentum)");
     }
-    if (momx) return momx->SimplecFactor();
+    if (momx) {
+        momx->SimplecFactor();
+        return Halo({APR});
+    }
     Ok(t.Calc_ModAi4ValveGate_APR(nc, APR, A, cb), "Calc_ModAi4ValveGate_APR");
     Ok(t.Calc_APR_SIMPLEC(nc, N, nCol, A, APR, cb), "Calc_APR_SIMPLEC");
     Halo({APR});
