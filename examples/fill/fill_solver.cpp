@@ -864,15 +864,19 @@ void Filling::State::ExtendedVolumeFraction()
 void Filling::State::BoundaryValuesAndVents()
 {
     const auto &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet), &S = L(BoundaryKind::Symmetry);
+    // Wall faces of unfilled cells vent the air; when none is left and no
+    // outlet either, those of cells not yet full do. The count of open
+    // vents is taken over every process, also those without wall faces,
+    // so that all of them meet in it.
+    int openHere = 0;
     if (nw > 0) {
         Ok(t.Calc_Vfconv_VolF_WallBC(nw, W.cell, W.slot, volf, Blocks(nw)), "Calc_Vfconv_VolF_WallBC");
-        // Wall faces of unfilled cells vent the air; when none is left
-        // and no outlet either, those of cells not yet full do.
         Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kVentBelow, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
         const std::vector<int> open = ventWall.Download();
-        if (outlets == 0 && Count(static_cast<int>(std::count(open.begin(), open.end(), 1))) == 0)
-            Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kFull, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
+        openHere = static_cast<int>(std::count(open.begin(), open.end(), 1));
     }
+    if (outlets == 0 && Count(openHere) == 0 && nw > 0)
+        Ok(t.Calc_UpdateFCRIMatch(nw, W.slot, volf, kFull, ventWall, Blocks(nw)), "Calc_UpdateFCRIMatch");
     if (no > 0) Ok(t.Calc_Vfconv_VolF_WallBC(no, O.cell, O.slot, volf, Blocks(no)), "Calc_Vfconv_VolF_WallBC");
     if (ns > 0) Ok(t.Calc_Vfconv_VolF_Symm(ns, S.cell, S.slot, volf, Blocks(ns)), "Calc_Vfconv_VolF_Symm");
     if (flowx) flowx->Vents();
