@@ -9,17 +9,70 @@
 
 namespace fill {
 
+const char* const kCellScalars[6] = {"volume_fraction", "pressure",     "temperature",
+                                     "viscosity",       "arrival_time", "melt_front_temperature"};
+const char* const kFibreNames[6] = {"fibre_axx", "fibre_ayy", "fibre_azz", "fibre_axy", "fibre_axz", "fibre_ayz"};
+
+std::FILE* OpenHistory(const std::string& dir, std::string& error)
+{
+    const std::string path = (std::filesystem::path(dir) / "history.csv").string();
+    std::FILE* history = std::fopen(path.c_str(), "w");
+    if (history == nullptr) {
+        error = "cannot write '" + path + "': " + std::strerror(errno);
+        return nullptr;
+    }
+    std::fprintf(history, "time,filled_fraction,inlet_pressure,flow_rate,outer_iterations\n");
+    return history;
+}
+
+void WriteHistoryLine(std::FILE* history, const StepRecord& r)
+{
+    std::fprintf(history, "%.9g,%.9g,%.9g,%.9g,%d\n", r.time, r.filledFraction, r.inletPressure, r.flowRate,
+                 r.outerIterations);
+    std::fflush(history);
+}
+
+void AddCellData(const Fields& f, int nCells, rvzmesh::VtuContent& content,
+                 std::array<std::vector<double>, 3>& direction)
+{
+    const std::vector<double>* scalars[6] = {&f.volf, &f.p, &f.T, &f.vis, &f.arrival, &f.frontTemperature};
+    for (int k = 0; k < 6; ++k) content.scalars.push_back({kCellScalars[k], scalars[k]});
+    if (!f.second.empty()) content.scalars.push_back({"second_fluid", &f.second});
+    content.vectors = {{"velocity", &f.u, &f.v, &f.w}};
+    if (f.fibre[0].empty()) return;
+    for (int k = 0; k < 6; ++k) content.scalars.push_back({kFibreNames[k], &f.fibre[k]});
+    for (auto& d : direction) d.resize(nCells);
+    for (int c = 0; c < nCells; ++c) {
+        std::array<double, 6> a;
+        for (int k = 0; k < 6; ++k) a[k] = f.fibre[k][c];
+        const std::array<double, 3> p = PrincipalDirection(a);
+        for (int k = 0; k < 3; ++k) direction[k][c] = p[k];
+    }
+    content.vectors.push_back({"fibre_direction", &direction[0], &direction[1], &direction[2]});
+}
+
+std::string WriteArrival(const std::string& dir, const rvzmesh::Mesh& m, const std::vector<double>& arrival)
+{
+    const std::string path = (std::filesystem::path(dir) / "arrival.csv").string();
+    std::FILE* f = std::fopen(path.c_str(), "w");
+    if (f == nullptr) return "cannot write '" + path + "': " + std::strerror(errno);
+    std::fprintf(f, "x,y,z,arrival_time\n");
+    for (int c = 0; c < m.nCells; ++c) {
+        if (arrival[c] >= 0.0)
+            std::fprintf(f, "%.9g,%.9g,%.9g,%.9g\n", m.xc[c], m.yc[c], m.zc[c], arrival[c]);
+        else
+            std::fprintf(f, "%.9g,%.9g,%.9g,\n", m.xc[c], m.yc[c], m.zc[c]);
+    }
+    if (std::fclose(f) != 0) return "cannot write '" + path + "'";
+    return "";
+}
+
 Output::Output(const FillSettings& settings, const rvzmesh::Mesh& mesh)
     : s_(settings), m_(mesh), dir_(OutputDir(settings)), name_(CaseName(settings))
 {
     if (dir_.empty()) return;
-    const std::string path = (std::filesystem::path(dir_) / "history.csv").string();
-    history_ = std::fopen(path.c_str(), "w");
-    if (history_ == nullptr) {
-        error_ = "cannot write '" + path + "': " + std::strerror(errno);
-        return;
-    }
-    std::fprintf(history_, "time,filled_fraction,inlet_pressure,flow_rate,outer_iterations\n");
+    history_ = OpenHistory(dir_, error_);
+    if (history_ == nullptr) return;
     series_ = std::make_unique<rvzmesh::PvdSeries>((std::filesystem::path(dir_) / (name_ + ".pvd")).string(), name_);
 }
 
@@ -36,27 +89,8 @@ void Output::WriteFields(double time)
     rvzmesh::VtuContent content;
     content.name = name_;
     content.time = time;
-    content.scalars = {{"volume_fraction", &last_.volf}, {"pressure", &last_.p},     {"temperature", &last_.T},
-                       {"viscosity", &last_.vis},        {"arrival_time", &last_.arrival},
-                       {"melt_front_temperature", &last_.frontTemperature}};
-    if (!last_.second.empty()) content.scalars.push_back({"second_fluid", &last_.second});
-    content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
-    // Fibre orientation: the six components and the principal direction
-    // (eigenvector of the largest eigenvalue, scaled by it) for glyphs.
-    static const char* const kFibreNames[6] = {"fibre_axx", "fibre_ayy", "fibre_azz",
-                                               "fibre_axy", "fibre_axz", "fibre_ayz"};
     std::array<std::vector<double>, 3> direction;
-    if (!last_.fibre[0].empty()) {
-        for (int k = 0; k < 6; ++k) content.scalars.push_back({kFibreNames[k], &last_.fibre[k]});
-        for (auto& d : direction) d.resize(m_.nCells);
-        for (int c = 0; c < m_.nCells; ++c) {
-            std::array<double, 6> a;
-            for (int k = 0; k < 6; ++k) a[k] = last_.fibre[k][c];
-            const std::array<double, 3> p = PrincipalDirection(a);
-            for (int k = 0; k < 3; ++k) direction[k][c] = p[k];
-        }
-        content.vectors.push_back({"fibre_direction", &direction[0], &direction[1], &direction[2]});
-    }
+    AddCellData(last_, m_.nCells, content, direction);
     rvzmesh::WriteVtu(path, m_, content);
     series_->Add(time, path);
     written_ = time;
@@ -65,9 +99,7 @@ void Output::WriteFields(double time)
 void Output::Step(const Filling& filling, const StepRecord& r)
 {
     if (history_ == nullptr || !error_.empty()) return;
-    std::fprintf(history_, "%.9g,%.9g,%.9g,%.9g,%d\n", r.time, r.filledFraction, r.inletPressure, r.flowRate,
-                 r.outerIterations);
-    std::fflush(history_);
+    WriteHistoryLine(history_, r);
     last_ = filling.Download();
     lastTime_ = r.time;
     try {
@@ -89,20 +121,7 @@ void Output::Finish(const RunResult&)
         error_ = e.what();
         return;
     }
-    const std::string path = (std::filesystem::path(dir_) / "arrival.csv").string();
-    std::FILE* f = std::fopen(path.c_str(), "w");
-    if (f == nullptr) {
-        error_ = "cannot write '" + path + "': " + std::strerror(errno);
-        return;
-    }
-    std::fprintf(f, "x,y,z,arrival_time\n");
-    for (int c = 0; c < m_.nCells; ++c) {
-        if (last_.arrival[c] >= 0.0)
-            std::fprintf(f, "%.9g,%.9g,%.9g,%.9g\n", m_.xc[c], m_.yc[c], m_.zc[c], last_.arrival[c]);
-        else
-            std::fprintf(f, "%.9g,%.9g,%.9g,\n", m_.xc[c], m_.yc[c], m_.zc[c]);
-    }
-    if (std::fclose(f) != 0) error_ = "cannot write '" + path + "'";
+    error_ = WriteArrival(dir_, m_, last_.arrival);
 }
 
 }  // namespace fill

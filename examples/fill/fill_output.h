@@ -12,15 +12,37 @@
 //   where a cell was never filled).
 #pragma once
 
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "fill_settings.h"
 #include "fill_solver.h"
 #include "rvzgpu_mesh/Mesh.h"
 
 namespace fill {
+
+// Pieces both the one-process and the partitioned output write with.
+// The scalar cell fields, the active one first; with fibres, their six
+// components.
+extern const char* const kCellScalars[6];
+extern const char* const kFibreNames[6];
+// history.csv in `dir` with its header line; null, with `error` set, when
+// it cannot be opened.
+std::FILE* OpenHistory(const std::string& dir, std::string& error);
+// One history line per step, flushed so that a plot can follow the run.
+void WriteHistoryLine(std::FILE* history, const StepRecord& r);
+// The cell data of one .vtu of `nCells` cells: the scalars, the velocity,
+// the second fluid when there is one, and with fibres their components
+// and principal direction (eigenvector of the largest eigenvalue scaled
+// by it, kept in `direction`, for glyphs).
+void AddCellData(const Fields& f, int nCells, rvzmesh::VtuContent& content,
+                 std::array<std::vector<double>, 3>& direction);
+// arrival.csv in `dir` at the cell centres of `mesh` (empty where a cell
+// was never filled); the error, or an empty string.
+std::string WriteArrival(const std::string& dir, const rvzmesh::Mesh& mesh, const std::vector<double>& arrival);
 
 class Output {
 public:

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fill_fibre.h"
+#include "fill_output.h"
 
 namespace fill {
 
@@ -20,12 +21,6 @@ const char* ByteOrder()
     std::memcpy(&first, &one, 1);
     return first == 1 ? "LittleEndian" : "BigEndian";
 }
-
-// The scalar cell fields of a piece, the active one first, then the vector.
-const char* const kScalars[] = {"volume_fraction", "pressure",     "temperature",
-                                "viscosity",       "arrival_time", "melt_front_temperature"};
-// With fibres: the six components and the principal direction (a vector).
-const char* const kFibreNames[6] = {"fibre_axx", "fibre_ayy", "fibre_azz", "fibre_axy", "fibre_axz", "fibre_ayz"};
 
 std::string PieceName(const std::string& name, int count, int rank)
 {
@@ -43,8 +38,8 @@ void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, 
                       ByteOrder() + "\" header_type=\"UInt64\">\n  <PUnstructuredGrid GhostLevel=\"0\">\n";
     xml += "    <PPoints>\n      <PDataArray type=\"Float64\" Name=\"Points\" NumberOfComponents=\"3\"/>\n"
            "    </PPoints>\n";
-    xml += std::string("    <PCellData Scalars=\"") + kScalars[0] + "\" Vectors=\"velocity\">\n";
-    for (const char* name : kScalars) xml += std::string("      <PDataArray type=\"Float64\" Name=\"") + name + "\"/>\n";
+    xml += std::string("    <PCellData Scalars=\"") + kCellScalars[0] + "\" Vectors=\"velocity\">\n";
+    for (const char* name : kCellScalars) xml += std::string("      <PDataArray type=\"Float64\" Name=\"") + name + "\"/>\n";
     for (int k = 0; fibre && k < 6; ++k)
         xml += std::string("      <PDataArray type=\"Float64\" Name=\"") + kFibreNames[k] + "\"/>\n";
     xml += "      <PDataArray type=\"Float64\" Name=\"velocity\" NumberOfComponents=\"3\"/>\n";
@@ -62,13 +57,8 @@ PartitionedOutput::PartitionedOutput(const FillSettings& settings, Partitioned& 
     : s_(settings), part_(partition), dir_(OutputDir(settings)), name_(CaseName(settings))
 {
     if (dir_.empty() || part_.rank() != 0) return;
-    const std::string path = (std::filesystem::path(dir_) / "history.csv").string();
-    history_ = std::fopen(path.c_str(), "w");
-    if (history_ == nullptr) {
-        error_ = "cannot write '" + path + "': " + std::strerror(errno);
-        return;
-    }
-    std::fprintf(history_, "time,filled_fraction,inlet_pressure,flow_rate,outer_iterations\n");
+    history_ = OpenHistory(dir_, error_);
+    if (history_ == nullptr) return;
     series_ = std::make_unique<rvzmesh::PvdSeries>((std::filesystem::path(dir_) / (name_ + ".pvd")).string(), name_);
 }
 
@@ -84,24 +74,9 @@ void PartitionedOutput::WriteFields(double time)
     rvzmesh::VtuContent content;
     content.name = name_;
     content.time = time;
-    const std::vector<double>* scalars[] = {&last_.volf, &last_.p,       &last_.T,
-                                            &last_.vis,  &last_.arrival, &last_.frontTemperature};
-    for (size_t k = 0; k < 6; ++k) content.scalars.push_back({kScalars[k], scalars[k]});
-    content.vectors = {{"velocity", &last_.u, &last_.v, &last_.w}};
     const bool fibre = !last_.fibre[0].empty();
     std::array<std::vector<double>, 3> direction;
-    if (fibre) {
-        const int nc = part_.Local().nCells;
-        for (int k = 0; k < 6; ++k) content.scalars.push_back({kFibreNames[k], &last_.fibre[k]});
-        for (auto& d : direction) d.resize(nc);
-        for (int c = 0; c < nc; ++c) {
-            std::array<double, 6> a;
-            for (int k = 0; k < 6; ++k) a[k] = last_.fibre[k][c];
-            const std::array<double, 3> p = PrincipalDirection(a);
-            for (int k = 0; k < 3; ++k) direction[k][c] = p[k];
-        }
-        content.vectors.push_back({"fibre_direction", &direction[0], &direction[1], &direction[2]});
-    }
+    AddCellData(last_, part_.Local().nCells, content, direction);
     rvzmesh::WriteVtu((dir / PieceName(name_, count, part_.rank())).string(), part_.Local(), content);
     if (part_.rank() == 0) {
         std::vector<std::string> pieces;
@@ -123,9 +98,7 @@ void PartitionedOutput::Step(const Filling& filling, const StepRecord& r)
     lastTime_ = r.time;
     if (!error_.empty()) return;
     if (history_ != nullptr) {
-        std::fprintf(history_, "%.9g,%.9g,%.9g,%.9g,%d\n", r.time, r.filledFraction, r.inletPressure, r.flowRate,
-                     r.outerIterations);
-        std::fflush(history_);
+        WriteHistoryLine(history_, r);
     }
     try {
         if (r.time >= next_) {
@@ -150,21 +123,7 @@ void PartitionedOutput::Finish()
         return;
     }
     if (part_.rank() != 0) return;
-    const rvzmesh::Mesh& m = part_.Whole();
-    const std::string path = (std::filesystem::path(dir_) / "arrival.csv").string();
-    std::FILE* f = std::fopen(path.c_str(), "w");
-    if (f == nullptr) {
-        error_ = "cannot write '" + path + "': " + std::strerror(errno);
-        return;
-    }
-    std::fprintf(f, "x,y,z,arrival_time\n");
-    for (int c = 0; c < m.nCells; ++c) {
-        if (arrival[c] >= 0.0)
-            std::fprintf(f, "%.9g,%.9g,%.9g,%.9g\n", m.xc[c], m.yc[c], m.zc[c], arrival[c]);
-        else
-            std::fprintf(f, "%.9g,%.9g,%.9g,\n", m.xc[c], m.yc[c], m.zc[c]);
-    }
-    if (std::fclose(f) != 0) error_ = "cannot write '" + path + "'";
+    error_ = WriteArrival(dir_, part_.Whole(), arrival);
 }
 
 }  // namespace fill
