@@ -24,11 +24,6 @@ constexpr int kStab = 1;
 // path's snapping bound).
 constexpr double kFull = 0.9999;  // face coefficients with the non-orthogonality factor |S||d|/(S.d)
 
-void Ok(int status, const char* step)
-{
-    if (status != 0)
-        throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
-}
 
 struct Table {
     int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};

@@ -2,12 +2,12 @@
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "fill_solver.h"
 
 namespace fill {
 
 namespace {
 
-using channel::Ok;  // a failed call ends the run as a device failure (RunFill)
 using rvzmesh::Blocks;
 
 // Weight of the limiter between the deferred non-orthogonal correction and

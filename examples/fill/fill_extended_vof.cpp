@@ -19,10 +19,6 @@ using rvzmesh::BoundaryKind;
 using D = Buf<double>;
 using I = Buf<int>;
 
-void Ok(int status, const char* step)
-{
-    if (status != 0) throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
-}
 
 // Snapping bands after the solve: at or below kEmpty to 0, at or above
 // kFull to 1 (the basic path's values).

@@ -19,10 +19,6 @@ using rvzmesh::BoundaryKind;
 using D = Buf<double>;
 using I = Buf<int>;
 
-void Check(int status, const char* step)
-{
-    if (status != 0) throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
-}
 
 // Relative tolerance of the component solves: the solution is the step's
 // result, and a loose solve would show as a trace that is not 1.
@@ -150,17 +146,17 @@ FibreOrientation::Arrays::Arrays(CRVZGPUtool& tool, const FillSettings& settings
     : t(tool), s(settings), m(mesh), d(dev), isotropicInlet(Isotropic(settings.fibre_inlet))
 {
     for (int k = 0; k < 6; ++k) tau.c[k].Upload(std::vector<double>(n, s.fibre_inlet[k]));
-    Check(t.GetSizeOfBlock(cells, total, nLevels, count, size, offset), "GetSizeOfBlock");
+    Ok(t.GetSizeOfBlock(cells, total, nLevels, count, size, offset), "GetSizeOfBlock");
     inner = std::make_unique<I>(t, total);
     outer = std::make_unique<I>(t, total);
-    Check(t.AllocateDeviceMemory(1, record), "AllocateDeviceMemory");
+    Ok(t.AllocateDeviceMemory(1, record), "AllocateDeviceMemory");
     stF0_dx_xAvg host;
     for (int k = 0; k < 6; ++k) {
         host.F0[k] = F0[k];
         host.dx[k] = dx[k];
         host.xAvg[k] = xAvg[k];
     }
-    Check(t.DataCopyHost2Device(1, &host, record), "DataCopyHost2Device");
+    Ok(t.DataCopyHost2Device(1, &host, record), "DataCopyHost2Device");
 }
 
 // The library's inlet terms bring the melt in isotropic; an inlet
@@ -170,7 +166,7 @@ void FibreOrientation::Arrays::InletOrientation(const FibreFlow& flow)
 {
     if (isotropicInlet || ni == 0) return;
     std::vector<double> flux(ni);
-    Check(t.DataCopyDevice2Host(ni, flux.data(), flow.inletFlux), "DataCopyDevice2Host");
+    Ok(t.DataCopyDevice2Host(ni, flux.data(), flow.inletFlux), "DataCopyDevice2Host");
     const rvzmesh::BoundaryList& in = m.list(BoundaryKind::Inlet);
     for (int k = 0; k < 6; ++k) {
         std::vector<double> rhs = b.c[k].Download();
@@ -189,29 +185,29 @@ void FibreOrientation::Arrays::Transport(double dt, const FibreFlow& flow)
     const auto& In = L(BoundaryKind::Inlet);
     const int fb = Blocks(nf), cb = Blocks(nc);
     for (int k = 0; k < 6; ++k) {
-        Check(t.DataCopyDevice2Device(nc, tau0[k], tau[k]), "DataCopyDevice2Device");
+        Ok(t.DataCopyDevice2Device(nc, tau0[k], tau[k]), "DataCopyDevice2Device");
         b.c[k].Zero();
     }
     A.Zero();
-    Check(t.Calc_InnerFluxFiber(nf, flow.faceFlux, aE, aW, fb), "Calc_InnerFluxFiber");
-    Check(t.Calc_MapaEaWToAi(nf, N, d.mapPx, d.mapPy, d.mapEx, d.mapEy, aE, aW, A, fb), "Calc_MapaEaWToAi");
-    Check(t.Calc_Fiber_UnsteadyTermContribution(nc, d.volume, dt, A, b[0], b[1], b[2], b[3], b[4], b[5], tau0[0],
+    Ok(t.Calc_InnerFluxFiber(nf, flow.faceFlux, aE, aW, fb), "Calc_InnerFluxFiber");
+    Ok(t.Calc_MapaEaWToAi(nf, N, d.mapPx, d.mapPy, d.mapEx, d.mapEy, aE, aW, A, fb), "Calc_MapaEaWToAi");
+    Ok(t.Calc_Fiber_UnsteadyTermContribution(nc, d.volume, dt, A, b[0], b[1], b[2], b[3], b[4], b[5], tau0[0],
                                                 tau0[1], tau0[2], tau0[3], tau0[4], tau0[5], cb),
           "Calc_Fiber_UnsteadyTermContribution");
     if (ni > 0) {
         scratch.Zero();
-        Check(t.Calc_Fiber_InletBoundary(ni, In.nRows, N, nCol, In.slot, flow.inletFlux, CB, tempb[0], tempb[1],
+        Ok(t.Calc_Fiber_InletBoundary(ni, In.nRows, N, nCol, In.slot, flow.inletFlux, CB, tempb[0], tempb[1],
                                          tempb[2], tempb[3], tempb[4], tempb[5], b[0], b[1], b[2], b[3], b[4], b[5],
                                          tau[0], tau[1], tau[2], tau[3], tau[4], tau[5], In.mapPx, In.mapPy, scratch,
                                          In.rows, Blocks(ni), Blocks(In.nRows)),
               "Calc_Fiber_InletBoundary");
         scratch.Zero();
-        Check(t.Calc_Fiber_InletAi(ni, In.nRows, N, nCol, In.mapPx, In.mapPy, CB, scratch, A, In.rows, Blocks(ni),
+        Ok(t.Calc_Fiber_InletAi(ni, In.nRows, N, nCol, In.mapPx, In.mapPy, CB, scratch, A, In.rows, Blocks(ni),
                                    Blocks(In.nRows)),
               "Calc_Fiber_InletAi");
         InletOrientation(flow);
     }
-    Check(t.Calc_Fiber_FinalCoeff(nc, N, nCol, kNoRelaxation, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5], A, b[0],
+    Ok(t.Calc_Fiber_FinalCoeff(nc, N, nCol, kNoRelaxation, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5], A, b[0],
                                   b[1], b[2], b[3], b[4], b[5], cb),
           "Calc_Fiber_FinalCoeff");
     for (int k = 0; k < 6; ++k) {
@@ -220,12 +216,12 @@ void FibreOrientation::Arrays::Transport(double dt, const FibreFlow& flow)
             continue;
         }
         x.Zero();
-        Check(t.DataCopyDevice2Device(nc, static_cast<double*>(x), tau[k]), "DataCopyDevice2Device");
+        Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(x), tau[k]), "DataCopyDevice2Device");
         double resIn = 0.0, resOut = 0.0;
         int iter = 0;
-        Check(t.BiCGSTAB_ELL(nc, nCol, d.indexELL, A, b[k], x, kSolveTolerance, resIn, resOut, iter, 4000, 1),
+        Ok(t.BiCGSTAB_ELL(nc, nCol, d.indexELL, A, b[k], x, kSolveTolerance, resIn, resOut, iter, 4000, 1),
               "BiCGSTAB_ELL (fibre orientation)");
-        Check(t.DataCopyDevice2Device(nc, tau[k], static_cast<double*>(x)), "DataCopyDevice2Device");
+        Ok(t.DataCopyDevice2Device(nc, tau[k], static_cast<double*>(x)), "DataCopyDevice2Device");
     }
     if (measure) traces.transported = std::max(traces.transported, TraceDeviation(tau));
 }
@@ -234,15 +230,15 @@ void FibreOrientation::Arrays::BoundaryValues(const FibreFlow& flow)
 {
     const auto &W = L(BoundaryKind::Wall), &O = L(BoundaryKind::Outlet), &S = L(BoundaryKind::Symmetry);
     if (nw > 0)
-        Check(t.Calc_Fiber_WallBC(nw, W.cell, W.slot, flow.wallVent, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5],
+        Ok(t.Calc_Fiber_WallBC(nw, W.cell, W.slot, flow.wallVent, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5],
                                   Blocks(nw)),
               "Calc_Fiber_WallBC");
     if (no > 0)
-        Check(t.Calc_Fiber_WallBC(no, O.cell, O.slot, outletTakesCell, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5],
+        Ok(t.Calc_Fiber_WallBC(no, O.cell, O.slot, outletTakesCell, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5],
                                   Blocks(no)),
               "Calc_Fiber_WallBC");
     if (ns > 0)
-        Check(t.Calc_Fiber_SymmBC(ns, S.cell, S.slot, flow.volf, kFCRI, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5],
+        Ok(t.Calc_Fiber_SymmBC(ns, S.cell, S.slot, flow.volf, kFCRI, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5],
                                   Blocks(ns)),
               "Calc_Fiber_SymmBC");
 }
@@ -253,12 +249,12 @@ void FibreOrientation::Arrays::Evolution(double dt, const FibreFlow& flow)
 {
     const int cb = Blocks(nc);
     const auto& g = flow.grad;
-    Check(t.Calc_ShearRate(nc, 1.0, g[0], g[1], g[2], g[3], g[4], g[5], g[6], g[7], g[8], rate, cb), "Calc_ShearRate");
-    Check(t.Calc_Fiber_UpdateTau_Input(nc, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], tau[0], tau[1], tau[2], tau[3],
+    Ok(t.Calc_ShearRate(nc, 1.0, g[0], g[1], g[2], g[3], g[4], g[5], g[6], g[7], g[8], rate, cb), "Calc_ShearRate");
+    Ok(t.Calc_Fiber_UpdateTau_Input(nc, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], tau[0], tau[1], tau[2], tau[3],
                                        tau[4], tau[5], cb),
           "Calc_Fiber_UpdateTau_Input");
     const int grid64 = (nc + 63) / 64;
-    Check(t.Calc_Fiber_Find_x1_Vec(nc, nc, nc, 0, record, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], x2[0], x2[1],
+    Ok(t.Calc_Fiber_Find_x1_Vec(nc, nc, nc, 0, record, x0[0], x0[1], x0[2], x0[3], x0[4], x0[5], x2[0], x2[1],
                                    x2[2], x2[3], x2[4], x2[5], x1[0], x1[1], x1[2], x1[3], x1[4], x1[5], xtemp[0],
                                    xtemp[1], xtemp[2], xtemp[3], xtemp[4], xtemp[5], xAvg[0], xAvg[1], xAvg[2], xAvg[3],
                                    xAvg[4], xAvg[5], F0[0], F0[1], F0[2], F0[3], F0[4], F0[5], dx[0], dx[1], dx[2],
@@ -268,7 +264,7 @@ void FibreOrientation::Arrays::Evolution(double dt, const FibreFlow& flow)
                                    count, offset, total, size),
           "Calc_Fiber_Find_x1_Vec");
     if (measure) traces.evolved = std::max(traces.evolved, TraceDeviation(x1));
-    Check(t.Calc_Fiber_UpdateTau_Output(nc, x1[0], x1[1], x1[2], x1[3], x1[4], x1[5], tau[0], tau[1], tau[2], tau[3],
+    Ok(t.Calc_Fiber_UpdateTau_Output(nc, x1[0], x1[1], x1[2], x1[3], x1[4], x1[5], tau[0], tau[1], tau[2], tau[3],
                                         tau[4], tau[5], cb),
           "Calc_Fiber_UpdateTau_Output");
 }

@@ -29,11 +29,6 @@ using rvzmesh::BoundaryKind;
 using D = Buf<double>;
 using I = Buf<int>;
 
-// Library failures end the step as a device failure.
-void Ok(int status, const char* step)
-{
-    if (status != 0) throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
-}
 
 struct LevelTable {
     int total = 0, nLevels = 0, count[16] = {}, size[16] = {}, offset[16] = {};

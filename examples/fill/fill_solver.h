@@ -82,6 +82,13 @@ private:
     Kind kind_;
 };
 
+// Status of a library call inside a step: a failure ends the step as a
+// device failure, naming the call.
+inline void Ok(int status, const char* step)
+{
+    if (status != 0) throw StepError(StepError::Kind::Device, std::string(step) + " returned " + std::to_string(status));
+}
+
 class Filling {
 public:
     // Uploads the mesh and starts with an empty cavity (melt only in the
