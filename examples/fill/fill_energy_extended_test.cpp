@@ -15,11 +15,9 @@
 #include "CRVZGPUtool.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
+#include "fill_test_tool.h"
 
 namespace {
-
-CRVZGPUtool* gTool = nullptr;
-CRVZGPUtool& Tool() { return *gTool; }
 
 using fill::FillSettings;
 using fill::Filling;
@@ -311,14 +309,3 @@ TEST(FillExtendedEnergySettings, RefusesBadTablesAndUnknownGroupsAtTheirLine)
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

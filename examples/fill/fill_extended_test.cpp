@@ -18,10 +18,9 @@
 #include "fill_extended_flow.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
+#include "fill_test_tool.h"
 
 namespace {
-
-CRVZGPUtool* gTool = nullptr;
 
 using fill::FillSettings;
 using fill::GateControl;
@@ -202,7 +201,7 @@ CaseRun RunCase(const FillSettings& s,
     r.xc.assign(mesh.xc.begin(), mesh.xc.begin() + mesh.nCells);
     r.yc.assign(mesh.yc.begin(), mesh.yc.begin() + mesh.nCells);
     r.zc.assign(mesh.zc.begin(), mesh.zc.begin() + mesh.nCells);
-    r.result = fill::RunFill(*gTool, s, mesh, nullptr, [&](const fill::Filling& f, const fill::StepRecord& rec) {
+    r.result = fill::RunFill(Tool(), s, mesh, nullptr, [&](const fill::Filling& f, const fill::StepRecord& rec) {
         r.last = f.Download();
         r.cavity = f.CavityVolume();
         std::vector<int> o;
@@ -244,7 +243,7 @@ TEST(FillExtendedFlow, WithoutExtrasAgreesWithTheBasicPath)
 double FilledPressureGradient(FillSettings s)
 {
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
-    fill::Filling f(*gTool, s, mesh);
+    fill::Filling f(Tool(), s, mesh);
     while (f.MeltVolume() < 0.75 * f.CavityVolume()) f.Step();
     const fill::Fields fields = f.Download();
     const double dx = s.length / s.nx;
@@ -477,14 +476,3 @@ TEST(FillExtendedFlow, PackedMassIncludesTheThermalShrinkage)
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

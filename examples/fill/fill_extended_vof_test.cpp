@@ -14,11 +14,9 @@
 #include "fill_extended_vof.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
+#include "fill_test_tool.h"
 
 namespace {
-
-CRVZGPUtool* gTool = nullptr;
-CRVZGPUtool& Tool() { return *gTool; }
 
 using fill::FillSettings;
 using fill::Filling;
@@ -331,14 +329,3 @@ TEST(FillExtendedVof, DISABLED_InterfaceWidthTable)
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -14,11 +14,9 @@
 #include "fill_settings.h"
 #include "fill_solver.h"
 #include "test_support.h"
+#include "fill_test_tool.h"
 
 namespace {
-
-CRVZGPUtool* gTool = nullptr;
-CRVZGPUtool& Tool() { return *gTool; }
 
 using fill::FillSettings;
 using fill::Filling;
@@ -352,14 +350,3 @@ TEST(FillThreads, RunIsBitIdenticalOnOneAndTwoThreads)
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -1,0 +1,23 @@
+// Entry point of the rvzgpu-fill test programs (see fill_test_tool.h).
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "fill_test_tool.h"
+
+namespace {
+CRVZGPUtool* gTool = nullptr;
+}
+
+CRVZGPUtool& Tool() { return *gTool; }
+
+int main(int argc, char** argv)
+{
+    gTool = new CRVZGPUtool();
+    if (gTool->SetDeviceToUse(0) != 0) {
+        std::printf("no usable device: skipping\n");
+        return 77;
+    }
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
