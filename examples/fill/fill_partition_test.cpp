@@ -59,23 +59,14 @@
 #include "fill_partition_output.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
+#include "mpi_world.h"
 
 namespace {
 
 using fill::FillSettings;
 
-int Rank()
-{
-    int r = 0;
-    MPI_Comm_rank(MPI_COMM_WORLD, &r);
-    return r;
-}
-int Size()
-{
-    int s = 1;
-    MPI_Comm_size(MPI_COMM_WORLD, &s);
-    return s;
-}
+using rvztest::Rank;
+using rvztest::Size;
 
 // A plate of 192 cells fed through an edge gate: every velocity component
 // carries flow, so no solve works on a right-hand side of rounding noise.

@@ -10,23 +10,10 @@
 #include "CRVZComMPI.h"
 #include "RVZPartition.h"
 #include "krylov_test_support.h"
+#include "mpi_world.h"
 
 namespace rvztest {
 namespace {
-
-int Rank()
-{
-    int r = 0;
-    MPI_Comm_rank(MPI_COMM_WORLD, &r);
-    return r;
-}
-
-int Size()
-{
-    int s = 1;
-    MPI_Comm_size(MPI_COMM_WORLD, &s);
-    return s;
-}
 
 struct LocalSolve {
     int status = -12345;
