@@ -1,7 +1,8 @@
 // How rvzgpu-fill calls the library's Jacobi BiCGSTAB: every linear solve
-// of a filling step (momentum, pressure correction, volume fraction,
-// melt-front temperature, fibre orientation; on one process and
-// partitioned) goes through SolveToReachableResidual.
+// of a filling step (momentum, pressure correction, volume fraction, the
+// basic energy step, melt-front temperature, fibre orientation; on one
+// process and partitioned) goes through SolveToReachableResidual. The
+// extended volume-fraction path keeps its own restarted solve.
 //
 // The library's Jacobi BiCGSTAB measures its relative tolerance against
 // the residual norm after its first iteration, r1, and stops when the
