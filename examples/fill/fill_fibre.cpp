@@ -7,6 +7,7 @@
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "fill_linear_solve.h"
 #include "fill_solver.h"
 
 namespace fill {
@@ -104,7 +105,8 @@ struct FibreOrientation::Arrays {
     // Transport: current and old tensor, the shared matrix, the right-hand
     // sides (N rows, the solver's length), the inlet terms.
     Six tau{t, n}, tau0{t, std::max(nc, 1)}, b{t, N};
-    D A{t, N * nCol}, scratch{t, N * nCol}, aE{t, std::max(nf, 1)}, aW{t, std::max(nf, 1)}, x{t, N};
+    D A{t, N * nCol}, scratch{t, N * nCol}, aE{t, std::max(nf, 1)}, aW{t, std::max(nf, 1)};
+    CellSolve cellSolve{t, m, d};  // without a solver set
     Six tempb{t, std::max(ni, 1)};
     D CB{t, std::max(ni, 1)};
     I outletTakesCell{t, std::vector<int>(std::max(no, 1), 0)};
@@ -210,18 +212,14 @@ void FibreOrientation::Arrays::Transport(double dt, const FibreFlow& flow)
     Ok(t.Calc_Fiber_FinalCoeff(nc, N, nCol, kNoRelaxation, tau[0], tau[1], tau[2], tau[3], tau[4], tau[5], A, b[0],
                                   b[1], b[2], b[3], b[4], b[5], cb),
           "Calc_Fiber_FinalCoeff");
-    for (int k = 0; k < 6; ++k) {
-        if (solve) {
-            solve(A, b[k], tau[k], kSolveTolerance);
-            continue;
-        }
-        x.Zero();
-        Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(x), tau[k]), "DataCopyDevice2Device");
-        double resIn = 0.0, resOut = 0.0;
-        int iter = 0;
-        Ok(t.BiCGSTAB_ELL(nc, nCol, d.indexELL, A, b[k], x, kSolveTolerance, resIn, resOut, iter, 4000, 1),
-              "BiCGSTAB_ELL (fibre orientation)");
-        Ok(t.DataCopyDevice2Device(nc, tau[k], static_cast<double*>(x)), "DataCopyDevice2Device");
+    double* rhs[6];
+    double* phi[6];
+    for (int k = 0; k < 6; ++k) rhs[k] = b[k], phi[k] = tau[k];
+    if (solve) {
+        solve(A, rhs, phi, 6, kSolveTolerance);
+    } else {
+        const double norm = CombinedNorm(t, rhs, 6, nc, [](double v) { return v; });
+        for (int k = 0; k < 6; ++k) cellSolve(A, rhs[k], phi[k], kSolveTolerance, norm, "BiCGSTAB_ELL (fibre orientation)");
     }
     if (measure) traces.transported = std::max(traces.transported, TraceDeviation(tau));
 }

@@ -70,11 +70,13 @@ public:
     void MeasureTraces(bool on);
     FibreTraces Traces() const;
 
-    // Solves the transport system A x = b of one component (device arrays
-    // of the mesh's ELL pattern and rows; x holds the current values) to
-    // the relative tolerance tol. Unset: BiCGSTAB_ELL on the mesh's rows.
-    // A partitioned run sets the distributed solve of its part.
-    using Solver = std::function<void(double* A, double* b, double* x, double tol)>;
+    // Solves the transport systems A x[k] = b[k] of `count` components
+    // sharing A (device arrays of the mesh's ELL pattern and rows; x holds
+    // the current values) to the relative tolerance tol, with the floor of
+    // fill_linear_solve.h measured against the norm of all the b[k]
+    // together. Unset: BiCGSTAB_ELL on the mesh's rows (one process).
+    // The filling step sets its solve (distributed in a partitioned run).
+    using Solver = std::function<void(double* A, double* const* b, double* const* x, int count, double tol)>;
     void SetSolver(Solver solve);
 
 private:

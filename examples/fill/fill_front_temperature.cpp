@@ -7,6 +7,7 @@
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "fill_linear_solve.h"
 
 namespace fill {
 
@@ -41,6 +42,7 @@ struct FrontTemperature::Arrays {
     Buf<bool> taken;
     D aE, aW, A, scratch, Su, x, b, CB, tempSu;
     Solver solve;
+    CellSolve cellSolve{tool, m, d};  // without a solver given
 };
 
 FrontTemperature::FrontTemperature(CRVZGPUtool& tool, const rvzmesh::Mesh& mesh, const rvzmesh::DeviceMesh& device,
@@ -103,12 +105,10 @@ void FrontTemperature::Advance(const double* fluxD, const double* fluxInletD, co
     a.b.Zero();
     Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.x), static_cast<double*>(a.F)), "DataCopyDevice2Device");
     Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.b), static_cast<double*>(a.Su)), "DataCopyDevice2Device");
-    double resIn = 0.0, resOut = 0.0;
-    int iter = 0;
     if (a.solve)
         a.solve(a.A, a.b, a.x, 1e-13);
     else
-        Ok(t.BiCGSTAB_ELL(nc, nCol, dev.indexELL, a.A, a.b, a.x, 1e-13, resIn, resOut, iter, 4000, 1), "BiCGSTAB_ELL");
+        a.cellSolve(a.A, a.b, a.x, 1e-13, -1.0, "BiCGSTAB_ELL");
     Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(a.F), static_cast<double*>(a.x)), "DataCopyDevice2Device");
     if (a.nw > 0) Ok(t.Calc_MeltFrontTemp_WallBC(a.nw, wall.cell, wall.slot, a.F, Blocks(a.nw)), "Calc_MeltFrontTemp_WallBC");
 

@@ -87,7 +87,7 @@ struct Partitioned::Impl {
     // Level table and work storage of the solver over N rows.
     int total = 0, nLevels = 0, count[16] = {}, sizes[16] = {}, offset[16] = {};
     std::vector<std::unique_ptr<D>> work;
-    D x{t, N}, b{t, N};
+    D x{t, N}, b{t, N}, probe{t, N};
 
     double exchangeSeconds = 0.0;
 
@@ -208,7 +208,7 @@ double Partitioned::MinIgnoringNaN(double local)
     return least;
 }
 
-int Partitioned::Solve(int* indexELL, double* A, double* rhs, double* phi, double tol)
+SolveResult Partitioned::Solve(int* indexELL, double* A, double* rhs, double* phi, double tol, double equationNorm)
 {
     Impl& p = *p_;
     p.x.Zero();
@@ -216,21 +216,23 @@ int Partitioned::Solve(int* indexELL, double* A, double* rhs, double* phi, doubl
     channel::Ok(p.t.DataCopyDevice2Device(p.nc, static_cast<double*>(p.x), phi), "copy");
     channel::Ok(p.t.DataCopyDevice2Device(p.nc, static_cast<double*>(p.b), rhs), "copy");
     Refresh(p.x);
-    double resIn = 0.0, resOut = 0.0;
-    int iter = 0;
     auto w = [&](int k) { return static_cast<double*>(*p.work[static_cast<size_t>(k)]); };
-    const int status = p.t.BiJCGSTABELL_woMallocPar(
-        p.nc, p.m.nColumnPerRow, indexELL, A, p.b, p.x, tol, resIn, resOut, iter,
-        4000, w(0), w(1), w(2), w(3), w(4), w(5), w(6), w(7), w(8), w(9), w(10), w(11), w(12), w(13), w(14), p.N,
-        p.nLevels, p.sizes, p.total, p.count, p.offset, p.N, p.com, p.size, nullptr, p.buffer.data(),
-        p.nbrList.data(), p.nbrStart.data(), p.sendIndexHost.data(), p.recvIndexHost.data(),
-        static_cast<int>(p.lists.nbr.size()), p.nPar, p.fieldP.data(), p.fieldS.data(), p.sendCellD, p.recvHaloD,
-        p.outD, p.outHost.data(), p.inD, p.inHost.data(), rvzmesh::Blocks(p.nPar));
-    if (status != 0)
-        throw StepError(StepError::Kind::Device, "BiJCGSTABELL_woMallocPar returned " + std::to_string(status));
+    const JacobiBiCGSTAB run = [&](double* sol, double tl, int maxIter, double& resIn, double& resOut, int& iter) {
+        const int status = p.t.BiJCGSTABELL_woMallocPar(
+            p.nc, p.m.nColumnPerRow, indexELL, A, p.b, sol, tl, resIn, resOut, iter, maxIter, w(0), w(1), w(2), w(3),
+            w(4), w(5), w(6), w(7), w(8), w(9), w(10), w(11), w(12), w(13), w(14), p.N, p.nLevels, p.sizes, p.total,
+            p.count, p.offset, p.N, p.com, p.size, nullptr, p.buffer.data(), p.nbrList.data(), p.nbrStart.data(),
+            p.sendIndexHost.data(), p.recvIndexHost.data(), static_cast<int>(p.lists.nbr.size()), p.nPar,
+            p.fieldP.data(), p.fieldS.data(), p.sendCellD, p.recvHaloD, p.outD, p.outHost.data(), p.inD,
+            p.inHost.data(), rvzmesh::Blocks(p.nPar));
+        if (status != 0)
+            throw StepError(StepError::Kind::Device, "BiJCGSTABELL_woMallocPar returned " + std::to_string(status));
+    };
+    const double rhsNorm = equationNorm >= 0.0 ? equationNorm : OwnedNorm(p.t, rhs, p.nc, [this](double v) { return Sum(v); });
+    const SolveResult r = SolveToReachableResidual(p.t, run, p.x, p.probe, p.N, rhsNorm, tol);
     channel::Ok(p.t.DataCopyDevice2Device(p.nc, phi, static_cast<double*>(p.x)), "copy");
     Refresh(phi);
-    return iter;
+    return r;
 }
 
 std::vector<double> Partitioned::Gather(const std::vector<double>& owned)

@@ -31,6 +31,7 @@
 #include <string>
 #include <vector>
 
+#include "fill_linear_solve.h"
 #include "rvzgpu_mesh/Mesh.h"
 
 class CRVZCom;
@@ -73,9 +74,10 @@ public:
     // Solves the owned rows of A phi = rhs (the part's ELL pattern indexELL
     // and values A on the device, rhs and phi device arrays of at least
     // nCells values, phi's halo refreshed first and after) to the relative
-    // tolerance; returns the iteration count. Throws StepError (device)
-    // when the solver reports a failure.
-    int Solve(int* indexELL, double* A, double* rhs, double* phi, double tol);
+    // tolerance with the floor of fill_linear_solve.h, measured against
+    // equationNorm (negative: the norm of rhs over all processes). Throws
+    // StepError (device) when the solver reports a failure.
+    SolveResult Solve(int* indexELL, double* A, double* rhs, double* phi, double tol, double equationNorm = -1.0);
     // Owned cell values of every process in global cell order, on every
     // process (exact: each entry is one process's value plus zeros).
     std::vector<double> Gather(const std::vector<double>& owned);

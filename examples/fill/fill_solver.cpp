@@ -17,6 +17,7 @@
 #include "fill_extended_flow.h"
 #include "fill_extended_momentum.h"
 #include "fill_fibre.h"
+#include "fill_linear_solve.h"
 #include "fill_partition.h"
 
 namespace fill {
@@ -88,6 +89,9 @@ struct Filling::State {
     void ExtendedVolumeFraction();
     void BoundaryValuesAndVents();
     void Solve(double* A, double* rhs, double* phi, double tol, const char* what);
+    int SolveSystem(double* A, double* rhs, double* phi, double tol, const char* what, double equationNorm = -1.0);
+    double Norm(const double* v) { return OwnedNorm(t, v, nc, [this](double local) { return Sum(local); }); }
+    int SolveComponents(double* A, double* const* rhs, double* const* phi, int count, double tol, const char* what);
     double MaxMeltCourant();
     double InletPressure();
     double Reduce(int (CRVZGPUtool::*op)(int, double*, double*, double*, double*, int, int, const int*, const int*,
@@ -111,7 +115,9 @@ struct Filling::State {
     double Sum(double local) { return par != nullptr ? par->Sum(local) : local; }
     int Count(int local) { return par != nullptr ? par->SumCount(local) : local; }
     int linearIterations = 0;  // of the current step
+    int solvesAtLimit = 0;     // of the current step, every kind of solve
     rvzmesh::DeviceMesh d;
+    CellSolve cellSolve{t, m, d};  // the solves on one process
     const int nc = m.nCells, nf = m.nFaces, N = m.newNNU, nCol = m.nColumnPerRow, ell = N * nCol, n = m.nExtended;
     const int ni = H(BoundaryKind::Inlet).size(), no = H(BoundaryKind::Outlet).size();
     const int nw = H(BoundaryKind::Wall).size(), ns = H(BoundaryKind::Symmetry).size();
@@ -132,7 +138,6 @@ struct Filling::State {
     D tx{t, nTemp}, ty{t, nTemp}, tz{t, nTemp}, tw{t, nTemp};
     D Su{t, nc}, Sv{t, nc}, Sw{t, nc}, APv{t, nc}, APR{t, n}, source{t, nc};
     D A{t, ell}, scratch{t, ell};
-    D x{t, N}, b{t, N};
     // Inlet: volume fluxes (out of the cell, so negative), momentum
     // coefficients, pressure-control coefficients.
     D fluxIn{t, ni}, mfeIn{t, ni}, CBin{t, ni}, aIn{t, ni};
@@ -203,13 +208,12 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
     cavity = Sum(cavity);
     inletCell.assign(nc, 0);
     for (int c : H(BoundaryKind::Inlet).cell) inletCell[c] = 1;
-    // The distributed solve of the part, for the steps that solve on their own.
-    FrontTemperature::Solver partSolve;
-    if (par != nullptr)
-        partSolve = [this](double* Am, double* rhs, double* phi, double tol) {
-            par->Solve(d.indexELL, Am, rhs, phi, tol);
-        };
-    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI, partSolve);
+    // The solve of the steps that assemble on their own (one process or
+    // distributed); its iterations are not among the step's linear ones.
+    FrontTemperature::Solver stepSolve = [this](double* Am, double* rhs, double* phi, double tol) {
+        SolveSystem(Am, rhs, phi, tol, "BiCGSTAB_ELL");
+    };
+    front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI, stepSolve);
     if (s.thermal == "non-isothermal" && s.energy == "extended") {
         energyx = std::make_unique<ExtendedEnergy>(t, s, m, d);
     } else if (s.thermal == "non-isothermal") {
@@ -223,7 +227,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         bc.heat_transfer = s.heat_transfer;
         bc.viscous_heating = s.viscous_heating != 0;
         energy = std::make_unique<channel::EnergyStep>(t, m, d, props, bc);
-        if (par != nullptr) energy->SetSolver(partSolve);
+        energy->SetSolver(stepSolve);
     }
     if (s.vof_path == "extended")
         ext = std::make_unique<ExtendedVof>(
@@ -242,7 +246,10 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
         momx = std::make_unique<ExtendedMomentum>(t, s, m, d, ma);
     }
     if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
-    if (fibre && par != nullptr) fibre->SetSolver(partSolve);
+    if (fibre)
+        fibre->SetSolver([this](double* Am, double* const* rhs, double* const* phi, int count, double tol) {
+            SolveComponents(Am, rhs, phi, count, tol, "BiCGSTAB_ELL (fibre orientation)");
+        });
 }
 
 // The extended pressure correction; its continuity residual is the
@@ -409,19 +416,38 @@ constexpr int kStab = 3;  // boundary coefficients V APR |S|/|d|, as the vent co
 
 void Filling::State::Solve(double* Am, double* rhs, double* phi, double tol, const char* what)
 {
+    linearIterations += SolveSystem(Am, rhs, phi, tol, what);
+}
+
+// Solves the cell rows of Am phi = rhs by Jacobi BiCGSTAB to the relative
+// tolerance with the floor of fill_linear_solve.h, measured against
+// equationNorm: the right-hand side's norm of the whole equation when the
+// system is one component of it, negative for the system's own; returns
+// the iterations.
+int Filling::State::SolveSystem(double* Am, double* rhs, double* phi, double tol, const char* what,
+                                double equationNorm)
+{
+    SolveResult r;
     if (par != nullptr) {
-        linearIterations += par->Solve(d.indexELL, Am, rhs, phi, tol);
-        return;
+        r = par->Solve(d.indexELL, Am, rhs, phi, tol, equationNorm);
+    } else {
+        r = cellSolve(Am, rhs, phi, tol, equationNorm, what);
     }
-    x.Zero();
-    b.Zero();
-    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(x), phi), "copy");
-    Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(b), rhs), "copy");
-    double resIn = 0.0, resOut = 0.0;
-    int iter = 0;
-    Ok(t.BiCGSTAB_ELL(nc, nCol, d.indexELL, Am, b, x, tol, resIn, resOut, iter, 4000, 1), what);
-    linearIterations += iter;
-    Ok(t.DataCopyDevice2Device(nc, phi, static_cast<double*>(x)), "copy");
+    if (r.atLimit) ++solvesAtLimit;
+    return r.iterations;
+}
+
+// The components of one equation, sharing the matrix Am: each solved with
+// its floor measured against the norm of all their right-hand sides
+// together, since a component the flow does not drive has a right-hand
+// side of rounding noise. Returns the iterations.
+int Filling::State::SolveComponents(double* Am, double* const* rhs, double* const* phi, int count, double tol,
+                                    const char* what)
+{
+    const double norm = CombinedNorm(t, rhs, count, nc, [this](double local) { return Sum(local); });
+    int iterations = 0;
+    for (int k = 0; k < count; ++k) iterations += SolveSystem(Am, rhs[k], phi[k], tol, what, norm);
+    return iterations;
 }
 
 void Filling::State::Momentum()
@@ -461,14 +487,17 @@ void Filling::State::Momentum()
     Ok(t.Calc_MapaEaWToAi(nf, N, d.mapPx, d.mapPy, d.mapEx, d.mapEy, aE, aW, A, fb), "Calc_MapaEaWToAi");
     D* fields[3] = {&u, &v, &w};
     D* sources[3] = {&Su, &Sv, &Sw};
+    // The final coefficients set the same diagonal for every component.
     for (int c = 0; c < 3; ++c) {
         if (momx)
             momx->FinalCoefficients(*fields[c], *sources[c]);
         else
             Ok(t.Calc_FinalCoeffRHS_Sfi(nc, N, nCol, s.relax_velocity, *fields[c], A, APv, *sources[c], cb),
                "Calc_FinalCoeffRHS_Sfi");
-        Solve(A, *sources[c], *fields[c], kMomentumTolerance, "BiCGSTAB_ELL (momentum)");
     }
+    double* const rhs[3] = {Su, Sv, Sw};
+    double* const phi[3] = {u, v, w};
+    linearIterations += SolveComponents(A, rhs, phi, 3, kMomentumTolerance, "BiCGSTAB_ELL (momentum)");
     if (momx) {
         momx->SimplecFactor();
         return Halo({APR});
@@ -928,6 +957,7 @@ StepRecord Filling::Step()
     r.dt = st.dt;
     st.propertiesSeconds = 0.0;
     st.linearIterations = 0;
+    st.solvesAtLimit = 0;
     const double start = st.Now();
     r.outerIterations = st.Flow();
     const double flowEnd = st.Now();
@@ -972,6 +1002,7 @@ StepRecord Filling::Step()
         st.fibre->Step(r.dt, flow);
         r.fibreSeconds = st.Now() - fibreStart;
     }
+    r.solvesAtLimit = st.solvesAtLimit;
     r.time = st.time;
     r.filledFraction = st.filled / st.cavity;
     r.volumeError = (st.filled - std::min(st.injected, st.cavity)) / st.cavity;

@@ -60,6 +60,7 @@ struct StepRecord {
     double flowSeconds = 0.0, propertiesSeconds = 0.0, volumeFractionSeconds = 0.0, temperatureSeconds = 0.0;
     double fibreSeconds = 0.0;  // the fibre step, with its velocity gradients
     int linearIterations = 0;   // of the momentum, pressure-correction and volume-fraction solves
+    int solvesAtLimit = 0;      // linear solves of every kind that ended at their iteration limit
 };
 
 // Cell fields of the current state (cells 0 .. nCells-1).
