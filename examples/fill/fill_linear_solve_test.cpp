@@ -15,12 +15,11 @@
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
 #include "fill_linear_solve.h"
+#include "fill_test_tool.h"
 
 namespace {
 
 using channel::Buf;
-
-CRVZGPUtool* gTool = nullptr;
 
 constexpr int kRows = 512;  // a multiple of 256: the ELL rows need no padding
 constexpr int kColumns = 3;
@@ -111,7 +110,7 @@ Solved Solve(CRVZGPUtool& tool, DeviceSystem& s, const Eigen::VectorXd& x0, doub
 // the floor, with Eigen's solution to the floor's accuracy.
 TEST(FillLinearSolve, StopsAtTheRoundingFloorWhereTheLibraryAloneRunsToItsLimit)
 {
-    CRVZGPUtool& tool = *gTool;
+    CRVZGPUtool& tool = Tool();
     struct Case {
         const char* name;
         Tridiagonal m;
@@ -145,7 +144,7 @@ TEST(FillLinearSolve, StopsAtTheRoundingFloorWhereTheLibraryAloneRunsToItsLimit)
 // the other component's scale.
 TEST(FillLinearSolve, NoiseComponentIsMeasuredAgainstTheWholeEquation)
 {
-    CRVZGPUtool& tool = *gTool;
+    CRVZGPUtool& tool = Tool();
     const Tridiagonal m{4.0, 1.5, 1.0};
     const Eigen::MatrixXd A = m.Dense();
     const Eigen::VectorXd big = A * Profile();
@@ -177,7 +176,7 @@ TEST(FillLinearSolve, NoiseComponentIsMeasuredAgainstTheWholeEquation)
 // system exactly (zero right-hand side, zero start) costs no iteration.
 TEST(FillLinearSolve, ReachableToleranceLeavesTheLibrarysSolve)
 {
-    CRVZGPUtool& tool = *gTool;
+    CRVZGPUtool& tool = Tool();
     const Tridiagonal m{2.05, 1.0, 1.0};
     const Eigen::MatrixXd A = m.Dense();
     const Eigen::VectorXd rhs = A * Profile();
@@ -204,14 +203,3 @@ TEST(FillLinearSolve, ReachableToleranceLeavesTheLibrarysSolve)
 }
 
 }  // namespace
-
-int main(int argc, char** argv)
-{
-    gTool = new CRVZGPUtool();
-    if (gTool->SetDeviceToUse(0) != 0) {
-        std::printf("no usable device: skipping\n");
-        return 77;
-    }
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}
