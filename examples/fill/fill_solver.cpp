@@ -48,6 +48,9 @@ constexpr double kDynPerMPa = 1.0e7;
 // to 1, after each volume-fraction solve.
 constexpr double kEmpty = 1.0e-4;
 constexpr double kFull = 0.9999;
+// A cell at or above the critical fraction whose every neighbour holds at
+// least kBehindFront of melt lies behind the front (FillBehindFront).
+constexpr double kBehindFront = 0.2;
 // Wall faces of cells whose volume fraction lies below kVentBelow vent the
 // air.
 constexpr double kVentBelow = kFCRI;
@@ -85,6 +88,7 @@ struct Filling::State {
     void VolumeFraction();
     void AssembleVolumeFraction();
     void CorrectVolume(double target);
+    void FillBehindFront();
     double TakeOffSurplus(double excess);
     void ExtendedVolumeFraction();
     void BoundaryValuesAndVents();
@@ -761,6 +765,49 @@ void Filling::State::CorrectVolume(double target)
     filled = FilledVolume();
 }
 
+// Sets the cells behind the front full. The melt that reaches a front
+// spreads onto the walls there, but one velocity field with no-slip walls
+// carries the wall rows at their slow cell-centre speed, so their cells
+// keep air behind the front (0.7 to 0.9 of melt over four cells back on a
+// slit of 8 cells across): a layer of low mixed viscosity where the shear
+// is largest, which lets the melt flow faster than it should. A cell at or
+// above FCRI whose every neighbour holds at least kBehindFront is behind
+// the front; it is set full, and the added melt comes off the other partly
+// filled cells, each in proportion to its melt, so that the melt volume
+// stays what it was. A step whose added melt exceeds what the cells below
+// FCRI hold (the front at the end of the cavity) sets none.
+void Filling::State::FillBehindFront()
+{
+    Halo({volf});
+    std::vector<double> phi = volf.Download(n);
+    std::vector<double> least(nc, 1.0);
+    for (int f = 0; f < nf; ++f) {
+        const int a = m.ijP[f], b = m.ijE[f];
+        if (a < nc) least[a] = std::min(least[a], phi[b]);
+        if (b < nc) least[b] = std::min(least[b], phi[a]);
+    }
+    std::vector<int> behind;
+    double added = 0.0, front = 0.0, partial = 0.0;
+    for (int c = 0; c < nc; ++c) {
+        if (phi[c] >= FCRI && phi[c] < 1.0 && least[c] >= kBehindFront) {
+            behind.push_back(c), added += m.volume[c] * (1.0 - phi[c]);
+        } else if (phi[c] < 1.0) {
+            partial += m.volume[c] * phi[c];
+            if (phi[c] < FCRI) front += m.volume[c] * phi[c];
+        }
+    }
+    added = Sum(added);
+    front = Sum(front);
+    partial = Sum(partial);
+    if (added <= 0.0 || added > front) return;
+    for (int c : behind) phi[c] = 1.0;
+    const double keep = 1.0 - added / partial;
+    for (int c = 0; c < nc; ++c)
+        if (phi[c] < 1.0) phi[c] *= keep;
+    Ok(t.DataCopyHost2Device(nc, phi.data(), static_cast<double*>(volf)), "copy");
+    filled = FilledVolume();
+}
+
 // Takes `excess` (cm^3) of melt off the cells that are neither empty nor
 // full, each in proportion to the melt it holds, so that no cell goes below
 // 0 and full cells stay full. (The front correction of CorrectVolume adds
@@ -861,6 +908,7 @@ void Filling::State::VolumeFraction()
     injected += inflow * dt;
     Ok(t.Calc_Vfconv_VolF_FillVol_Less(nc, volf, kEmpty, kFull, cb), "Calc_Vfconv_VolF_FillVol_Less");
     CorrectVolume(std::min(injected, cavity));
+    FillBehindFront();
     Halo({volf});
     time += dt;
     Ok(t.Calc_Vfconv_RecordIsoFilledSurface(nc, time, FCRI, arrival, volf, cb), "Calc_Vfconv_RecordIsoFilledSurface");

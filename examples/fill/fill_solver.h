@@ -14,7 +14,8 @@
 //      term and the inlet at melt, solved; CICSAM face values as a deferred
 //      correction and a second solve; limiting and snapping, the volume
 //      correction that puts the injected volume back into the front cells,
-//      arrival times, the vent flags of the wall faces;
+//      the cells behind the front set full, arrival times, the vent flags
+//      of the wall faces;
 //   3. for a non-isothermal run, the temperature equation with its time
 //      term.
 //   4. with fibres, the fibre orientation step (fill_fibre.h).
