@@ -43,9 +43,14 @@
 // within ten times the one-process change under a 1e-14 change of its
 // inputs (measured: 7e-11, a tenth of that change); at a constant pressure
 // (636 solves) 22 pressure-correction solves stop one iteration apart for
-// the reason above, and the gate case (about 760 solves) takes four solves
-// more on two processes; these are bounded by the one-process change only
-// (measured: about as much). Its faults fail them: without the sum of the
+// the reason above, and the gate case (13 steps) amplifies a change in
+// the last bits to 3e-7 of the volume fraction by its eighth step, where
+// the continuity residual ends next to the outer tolerance: two processes
+// stop it after 10 outer iterations, one process after 12 (so does one
+// process with its inputs changed by 1e-14), and the linear iterations of
+// that step differ by 40. These cases are bounded by the one-process change
+// only (measured: about as much) and their outer iterations by two per
+// step; the gate opens and the switch-over comes at the same steps. Its faults fail them: without the sum of the
 // gate area over processes the flow-rate case's pressure is off by 1;
 // without the halo refresh of the corrected pressure and velocities every
 // case fails (4e-2); without that of the SIMPLEC factor the flow-rate and
@@ -165,7 +170,8 @@ enum class Match {
                   // gates' flow rates and pressures) change by 1e-14 of
                   // themselves
                   // (at least 1e-12); the linear iterations are not compared
-                  // (a rounding change moves them too)
+                  // (a rounding change moves them too), the outer iterations
+                  // of a step may differ by two
     AsRoundingSameIterations,  // fields as AsRounding, linear iterations of every step equal
 };
 
@@ -201,7 +207,12 @@ std::pair<std::vector<fill::StepRecord>, std::vector<fill::StepRecord>> ExpectMa
     }
     for (size_t k = 0; k < one.history.size(); ++k) {
         const fill::StepRecord &a = one.history[k], &b = many.history[k];
-        EXPECT_EQ(a.outerIterations, b.outerIterations) << "step " << a.step;
+        // Under AsRounding a step whose continuity residual ends next to
+        // the outer tolerance may stop an outer iteration or two apart.
+        if (match == Match::AsRounding)
+            EXPECT_LE(std::abs(a.outerIterations - b.outerIterations), 2) << "step " << a.step;
+        else
+            EXPECT_EQ(a.outerIterations, b.outerIterations) << "step " << a.step;
         // Every solve reaches its tolerance, on one process and on several.
         EXPECT_EQ(a.solvesAtLimit, 0) << "step " << a.step;
         EXPECT_EQ(b.solvesAtLimit, 0) << "step " << a.step;
