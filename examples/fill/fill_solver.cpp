@@ -240,7 +240,9 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
             [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); }, par);
         MomentumArrays ma{u, v, w, u0, v0, w0, vis, den, vfe, flux, mfe, aE, aW, Su, Sv, Sw, APv, APR, A, temp, scratch,
                           {grad[0], grad[1], grad[2], grad[3], grad[4], grad[5], grad[6], grad[7], grad[8]}};
-        momx = std::make_unique<ExtendedMomentum>(t, s, m, d, ma);
+        ma.volf = volf;
+        momx = std::make_unique<ExtendedMomentum>(
+            t, s, m, d, ma, [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); });
     }
     if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
     if (fibre && par != nullptr) fibre->SetSolver(partSolve);
