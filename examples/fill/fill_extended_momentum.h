@@ -11,8 +11,8 @@
 //   final coefficients: the under-relaxed diagonal and right-hand side of
 //   each component, then the SIMPLEC factor.
 // The inlet and wall terms, the pressure source and the solves stay the
-// basic path's (fill_solver.cpp); with gamma 0 and no gravity the system
-// is the basic path's.
+// basic path's (fill_solver.cpp); with gamma 0, no gravity and no surface
+// tension the system is the basic path's.
 #pragma once
 
 #include <functional>
