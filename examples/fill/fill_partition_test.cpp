@@ -544,4 +544,61 @@ TEST(FillPartitioned, PvtuNamesEveryPieceAndThePiecesHoldEveryCell)
     EXPECT_TRUE(std::filesystem::exists(dir / "arrival.csv"));
 }
 
+// Names of the cell arrays of a VTK XML file: the data arrays (elements
+// `element`) inside its cell-data element `section`.
+std::vector<std::string> CellArrayNames(const std::string& path, const std::string& section, const std::string& element)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    const std::string all = text.str();
+    const size_t begin = all.find("<" + section), end = all.find("</" + section + ">");
+    std::vector<std::string> names;
+    if (begin == std::string::npos || end == std::string::npos) return names;
+    const std::string x = all.substr(begin, end - begin);
+    const std::regex named("<" + element + "[^>]* Name=\"([^\"]+)\"");
+    for (std::sregex_iterator it(x.begin(), x.end(), named), stop; it != stop; ++it) names.push_back((*it)[1]);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A partitioned run with a second fluid: the .pvtu declares every cell
+// array its pieces carry, the second-fluid fraction included (ParaView
+// shows only the declared ones).
+TEST(FillPartitioned, PvtuDeclaresTheSecondFluidOfThePieces)
+{
+    FillSettings s = SmallPlate();
+    s.vof_path = "extended";
+    s.second_fluid = "gas";
+    s.second_fluid_gates = "inlet";
+    s.second_fluid_start_fraction = 0.0;
+    s.max_steps = 1;
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() /
+                                      ("rvzgpu_fill_partition_gas_np" + std::to_string(Size()));
+    if (Rank() == 0) {
+        std::filesystem::remove_all(dir);
+        std::filesystem::create_directories(dir);
+    }
+    MPI_Barrier(MPI_COMM_WORLD);
+    s.output_dir = dir.string();
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    CRVZGPUtool tool;
+    CRVZComMPI com;
+    fill::Partitioned part(tool, &com, Rank(), Size(), mesh, s);
+    fill::PartitionedOutput output(s, part);
+    fill::RunFill(tool, s, part.Local(), nullptr,
+                  [&](const fill::Filling& f, const fill::StepRecord& r) { output.Step(f, r); }, &part);
+    output.Finish();
+    EXPECT_EQ(output.error(), "");
+    MPI_Barrier(MPI_COMM_WORLD);
+    if (Rank() != 0) return;
+    const std::string pvtu = (dir / "plate_0000.pvtu").string(), piece = (dir / "plate_0000_p0.vtu").string();
+    ASSERT_TRUE(std::filesystem::exists(pvtu));
+    ASSERT_TRUE(std::filesystem::exists(piece));
+    const std::vector<std::string> declared = CellArrayNames(pvtu, "PCellData", "PDataArray"),
+                                   carried = CellArrayNames(piece, "CellData", "DataArray");
+    EXPECT_EQ(declared, carried);
+    EXPECT_TRUE(std::find(declared.begin(), declared.end(), "second_fluid") != declared.end());
+}
+
 }  // namespace
