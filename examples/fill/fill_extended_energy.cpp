@@ -62,7 +62,8 @@ struct ExtendedEnergy::Arrays {
           N(mesh.newNNU), nCol(mesh.nColumnPerRow), ni(mesh.list(BoundaryKind::Inlet).size()),
           nw(mesh.list(BoundaryKind::Wall).size()), T(t, std::vector<double>(ne, set.melt_temperature)),
           T0(t, std::max(nc, 1)), gx(t, ne), gy(t, ne), gz(t, ne),
-          mk(t, std::vector<double>(ne, set.conductivity)), cp(t, std::vector<double>(std::max(nc, 1), set.specific_heat)),
+          mk(t, std::vector<double>(ne, set.conductivity)),
+          cp(t, std::vector<double>(std::max(nc + mesh.nHalo, 1), set.specific_heat)),
           meltDensity(t, std::vector<double>(std::max(nc, 1), set.density)), mfe(t, std::max(nf, 1)),
           aE(t, std::max(nf, 1)), aW(t, std::max(nf, 1)), temp(t, std::max(nf, 1)), Su(t, std::max(nc, 1)),
           A(t, N * nCol), scratch(t, N * nCol), x(t, N), b(t, N), t1(t, std::max({ni, nw, 1})),
@@ -133,6 +134,8 @@ struct ExtendedEnergy::Arrays {
     int nHot = 0, hotRows = 0;
     std::unique_ptr<I> hotList, hotRowList, w1Cell, w1Slot, w1Px, w1Py;
     std::unique_ptr<D> w1Sx, w1Sy, w1Sz, w1Dist, w1Htc, w1Set;
+    Solver solve;                          // set in a partitioned run
+    std::function<void(double*)> refresh;  // likewise
 };
 
 ExtendedEnergy::ExtendedEnergy(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
@@ -142,6 +145,12 @@ ExtendedEnergy::ExtendedEnergy(CRVZGPUtool& tool, const FillSettings& settings, 
 }
 
 ExtendedEnergy::~ExtendedEnergy() = default;
+
+void ExtendedEnergy::SetPartition(Solver solve, std::function<void(double*)> refresh)
+{
+    a_->solve = std::move(solve);
+    a_->refresh = std::move(refresh);
+}
 
 double* ExtendedEnergy::TemperatureD() const { return a_->T; }
 std::vector<double> ExtendedEnergy::Temperature() const { return a_->T.Download(a_->nc); }
@@ -171,7 +180,10 @@ double ExtendedEnergy::Solve(const double* vfeD, const double* fluxD, const doub
 
     // Heat capacity of each cell at its temperature.
     const int pairs = static_cast<int>(s.energy_specific_heat_table.size());
-    if (pairs > 0) Ok(t.CalcCp_Flow(nc, 2, 2 * pairs, T, a.cp, *a.cpTable, cb), "CalcCp_Flow");
+    if (pairs > 0) {
+        Ok(t.CalcCp_Flow(nc, 2, 2 * pairs, T, a.cp, *a.cpTable, cb), "CalcCp_Flow");
+        if (a.refresh) a.refresh(a.cp);
+    }
     Ok(t.CalcSC_FlowE_InnerFluxSC_mfe(nf, nullptr, dev.ijP, dev.ijE, const_cast<double*>(vfeD), s.density,
                                       s.air_density, const_cast<double*>(fluxD), den, a.mfe, 0, Blocks(nf)),
        "CalcSC_FlowE_InnerFluxSC_mfe");
@@ -244,7 +256,10 @@ double ExtendedEnergy::Solve(const double* vfeD, const double* fluxD, const doub
     Ok(t.CalcSC_FlowE_FinalCoeffRHS_Sfi(nc, N, nCol, 1.0, T, a.A, a.Su, 1.0, cb), "CalcSC_FlowE_FinalCoeffRHS_Sfi");
 
     const std::vector<double> before = a.T.Download(nc);
-    channel::SolveTemperatureSystem(t, nc, N, nCol, dev.indexELL, a.A, a.Su, T, a.x, a.b);
+    if (a.solve)
+        a.solve(a.A, a.Su, T, 1e-12);
+    else
+        channel::SolveTemperatureSystem(t, nc, N, nCol, dev.indexELL, a.A, a.Su, T, a.x, a.b);
     // Wall surface temperatures where conduction from the cell balances the
     // transfer to the mould.
     if (a.nw > 0)

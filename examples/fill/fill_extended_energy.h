@@ -18,8 +18,14 @@
 // gradient), as in the basic step. With a constant heat capacity and
 // neither per-group coefficients nor hot runners it assembles the basic
 // step's system.
+// On a part of a partitioned run (SetPartition) the interior faces run over
+// all local faces, partition faces included, as on one process: they read
+// the heat capacity, conductivity and temperature of the halo copies, so
+// the heat capacity is refreshed after each update and the temperature by
+// the distributed solve.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -41,12 +47,20 @@ public:
     ExtendedEnergy(const ExtendedEnergy&) = delete;
     ExtendedEnergy& operator=(const ExtendedEnergy&) = delete;
 
+    // A partitioned run: solve(A, rhs, T, tol) solves the owned rows of the
+    // assembled system to the relative tolerance and refreshes T's halo;
+    // refresh(field) copies the owners' values of a cell field into its
+    // halo. Unset, the step solves on its own rows.
+    using Solver = std::function<void(double* A, double* rhs, double* T, double tol)>;
+    void SetPartition(Solver solve, std::function<void(double*)> refresh);
+
     // One implicit Euler step of length dt: face volume fluxes fluxD
     // (interior, P to E) with the face volume fractions vfeD, the inlet
     // volume fluxes fluxInletD (inlet list, out of the domain), the mixed
     // cell density denD (time term), the cell volume fraction volfD, the
     // viscosity visD and shear rate rateD (viscous heating, filled cells
-    // only). Returns the largest change of a cell temperature. A failed
+    // only). Returns the largest change of a cell temperature (of this
+    // process's cells in a partitioned run). A failed
     // library call throws std::runtime_error naming it. Device arrays are
     // not validated.
     double Solve(const double* vfeD, const double* fluxD, const double* fluxInletD, const double* denD,
@@ -54,7 +68,7 @@ public:
 
     double* TemperatureD() const;                 // extended array
     std::vector<double> Temperature() const;      // cells
-    std::vector<double> HeatCapacity() const;     // cells, of the last Solve
+    std::vector<double> HeatCapacity() const;     // cells, of the last Solve (halo copies not included)
     std::vector<double> WallHeatTransfer() const; // wall list, the coefficient of each face
     std::vector<int> HotRunnerCells() const;      // cells, 1 = hot runner
 

@@ -1,5 +1,9 @@
 #include "fill_extended_momentum.h"
 
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
 #include "fill_solver.h"
@@ -17,12 +21,20 @@ constexpr double kNonOrthLimit = 0.5;
 }  // namespace
 
 ExtendedMomentum::ExtendedMomentum(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
-                                   const rvzmesh::DeviceMesh& device, const MomentumArrays& arrays)
+                                   const rvzmesh::DeviceMesh& device, const MomentumArrays& arrays,
+                                   GradientFunction gradient)
     : t_(tool), s_(settings), m_(mesh), d_(device), a_(arrays)
 {
     const double* g = s_.extended.gravity;
     gravity_ = g[0] != 0.0 || g[1] != 0.0 || g[2] != 0.0;
+    if (s_.extended.surface_tension > 0.0) {
+        if (!gradient || a_.volf == nullptr)
+            throw std::invalid_argument("surface tension needs the melt fraction and its gradient");
+        tension_ = std::make_unique<SurfaceTension>(tool, mesh, std::move(gradient));
+    }
 }
+
+ExtendedMomentum::~ExtendedMomentum() = default;
 
 void ExtendedMomentum::FacesAndCellSources(double dt)
 {
@@ -52,7 +64,72 @@ void ExtendedMomentum::FacesAndCellSources(double dt)
                                                   cb),
            "Calc_FlowE_GravityForceContribution");
     }
+    if (tension_) {
+        tension_->Update(a_.volf);
+        tension_->AddForce(s_.extended.surface_tension, s_.density, s_.air_density, d.volume, a_.den, a_.Su, a_.Sv,
+                           a_.Sw);
+    }
 }
+
+struct SurfaceTension::Arrays {
+    Arrays(CRVZGPUtool& tool, const rvzmesh::Mesh& mesh, GradientFunction g)
+        : t(tool), m(mesh), gradient(std::move(g)), n(mesh.nExtended), held(mesh.nCells + mesh.nHalo)
+    {
+    }
+    CRVZGPUtool& t;
+    const rvzmesh::Mesh& m;
+    GradientFunction gradient;
+    const int n, held;  // extended length; cells and halo copies
+    channel::Buf<double> grad[3] = {{t, n}, {t, n}, {t, n}};      // of alpha
+    channel::Buf<double> normal[3] = {{t, n}, {t, n}, {t, n}};    // n
+    channel::Buf<double> dn[3] = {{t, n}, {t, n}, {t, n}};        // gradient of one component of n
+    channel::Buf<double> curvature{t, std::max(m.nCells, 1)};
+};
+
+SurfaceTension::SurfaceTension(CRVZGPUtool& tool, const rvzmesh::Mesh& mesh, GradientFunction gradient)
+    : a_(std::make_unique<Arrays>(tool, mesh, std::move(gradient)))
+{
+}
+
+SurfaceTension::~SurfaceTension() = default;
+
+// The unit normal of each cell and halo copy (each computes its own from
+// its refreshed gradient, the same bits as its owner), its boundary slots
+// the cell's; then kappa = -(dnx/dx + dny/dy + dnz/dz).
+void SurfaceTension::Update(double* alphaD)
+{
+    Arrays& a = *a_;
+    a.gradient(alphaD, a.grad[0], a.grad[1], a.grad[2]);
+    std::vector<double> g[3], unit[3];
+    for (int k = 0; k < 3; ++k) g[k] = a.grad[k].Download(a.held), unit[k].assign(a.n, 0.0);
+    for (int c = 0; c < a.held; ++c) {
+        const double length = std::sqrt(g[0][c] * g[0][c] + g[1][c] * g[1][c] + g[2][c] * g[2][c]);
+        if (length > 0.0)
+            for (int k = 0; k < 3; ++k) unit[k][c] = g[k][c] / length;
+    }
+    for (const rvzmesh::BoundaryList& l : a.m.boundary)
+        for (int e = 0; e < l.size(); ++e)
+            for (int k = 0; k < 3; ++k) unit[k][l.slot[e]] = unit[k][l.cell[e]];
+    std::vector<double> kappa(a.m.nCells, 0.0);
+    for (int k = 0; k < 3; ++k) {
+        a.normal[k].Upload(unit[k]);
+        a.gradient(a.normal[k], a.dn[0], a.dn[1], a.dn[2]);
+        const std::vector<double> d = a.dn[k].Download(a.m.nCells);
+        for (int c = 0; c < a.m.nCells; ++c) kappa[c] -= d[c];
+    }
+    if (a.m.nCells > 0) a.curvature.Upload(kappa);
+}
+
+void SurfaceTension::AddForce(double sigma, double meltDensity, double airDensity, double* volumeD, double* denD,
+                              double* SuD, double* SvD, double* SwD)
+{
+    Arrays& a = *a_;
+    Ok(a.t.Calc_FlowE_SurfaceTensionMethodOne(a.m.nCells, meltDensity, airDensity, sigma, volumeD, a.curvature, denD,
+                                              a.grad[0], a.grad[1], a.grad[2], SuD, SvD, SwD, Blocks(a.m.nCells)),
+       "Calc_FlowE_SurfaceTensionMethodOne");
+}
+
+std::vector<double> SurfaceTension::Curvature() const { return a_->curvature.Download(a_->m.nCells); }
 
 void ExtendedMomentum::FinalCoefficients(double* phi, double* rhs)
 {

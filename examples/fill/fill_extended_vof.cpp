@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <numeric>
 #include <memory>
 #include <sstream>
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "fill_partition.h"
 #include "fill_solver.h"
 
 namespace fill {
@@ -72,11 +75,25 @@ std::vector<int> SecondFluidGateGroups(const FillSettings& s, const rvzmesh::Mes
 }
 
 struct ExtendedVof::Impl {
-    Impl(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, const rvzmesh::DeviceMesh& dm)
-        : t(tool), s(settings), m(mesh), d(dm)
+    Impl(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh, const rvzmesh::DeviceMesh& dm,
+         Partitioned* partition)
+        : t(tool), s(settings), m(mesh), d(dm), par(partition)
     {
     }
     const rvzmesh::DeviceBoundaryList& L(BoundaryKind k) const { return d.boundary[static_cast<int>(k)]; }
+
+    // Over all processes of a partitioned run (rank order); the value
+    // itself on one process.
+    double Sum(double local) { return par != nullptr ? par->Sum(local) : local; }
+    int Count(int local) { return par != nullptr ? par->SumCount(local) : local; }
+    double Max(double local) { return par != nullptr ? par->Max(local) : local; }
+    void Halo(double* field)
+    {
+        if (par != nullptr) par->Refresh(field);
+    }
+    void FrontStatistics(double& ce, double& vol);
+    void TurnBack();
+    double* WholeFlux(double* flux);
 
     // One equation: IsMainPhase 1 for the melt, 0 for the second fluid.
     // phi0/phi: last and new level; returns the balance error of the
@@ -90,6 +107,7 @@ struct ExtendedVof::Impl {
     const FillSettings& s;
     const rvzmesh::Mesh& m;
     const rvzmesh::DeviceMesh& d;
+    Partitioned* par;  // null on one process
     std::function<void(double*, double*, double*, double*)> gradient;
     std::function<void(double)> correct;
     const int nc = m.nCells, nf = m.nFaces, N = m.newNNU, nCol = m.nColumnPerRow, n = m.nExtended;
@@ -113,6 +131,25 @@ struct ExtendedVof::Impl {
     I endI{t, cellL.total};
 
     std::vector<char> secondGate;  // per inlet face
+    // The interior faces in the whole mesh's order: a part lists its
+    // partition faces after the others, and a diagonal summed on the host
+    // gets the whole mesh's bits only when it adds them in that order.
+    std::vector<int> faceOrder;
+    // The interior faces as the whole mesh orients them. A part turns each
+    // partition face so that its own cell is P; the compression correction
+    // of the flux methods, 0.1 m c_f (1 - Fe), keeps its sign when a face
+    // is turned (m and c_f both change sign), so on a turned face the
+    // corrected flux would differ from the whole mesh's by twice the
+    // correction. The faces the cut turned are turned back for the face
+    // operations (P the halo copy, area vector, weight and slot maps
+    // swapped, flux negated); on one process these are the mesh's arrays.
+    std::vector<int> turned;     // local faces the cut turned
+    std::vector<int> hostP, hostE;
+    int *ijP = nullptr, *ijE = nullptr, *mapPx = nullptr, *mapPy = nullptr, *mapEx = nullptr, *mapEy = nullptr;
+    double *le = nullptr, *sx = nullptr, *sy = nullptr, *sz = nullptr;
+    std::vector<std::unique_ptr<I>> turnedInts;
+    std::vector<std::unique_ptr<D>> turnedReals;
+    std::unique_ptr<D> wholeFlux;
     bool flows = false;
     double injectedMelt = 0.0, injectedSecond = 0.0, secondVolume = 0.0, worstBalance = 0.0;
     double frontCe = 0.0, frontVol = 0.0;
@@ -122,24 +159,87 @@ struct ExtendedVof::Impl {
 
 ExtendedVof::ExtendedVof(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
                          const rvzmesh::DeviceMesh& d, std::function<void(double*, double*, double*, double*)> gradient,
-                         std::function<void(double)> correct)
-    : p_(std::make_unique<Impl>(tool, settings, mesh, d))
+                         std::function<void(double)> correct, Partitioned* partition)
+    : p_(std::make_unique<Impl>(tool, settings, mesh, d, partition))
 {
     Impl& e = *p_;
     e.gradient = std::move(gradient);
     e.correct = std::move(correct);
-    for (int c = 0; c < mesh.nCells; ++c) e.cavity += mesh.volume[c];
+    double cavity = 0.0;
+    for (int c = 0; c < mesh.nCells; ++c) cavity += mesh.volume[c];
+    e.cavity = e.Sum(cavity);
     const rvzmesh::BoundaryList& in = mesh.list(BoundaryKind::Inlet);
     std::vector<int> types(std::max(mesh.groupNames.size(), size_t{1}), kMeltGate);
-    const std::vector<int> gates = SecondFluidGateGroups(settings, mesh);
+    // A part may hold no face of a second-fluid gate: the groups are those
+    // of the whole mesh (a part keeps its group numbers).
+    const std::vector<int> gates = SecondFluidGateGroups(settings, partition != nullptr ? partition->Whole() : mesh);
     for (int g : gates) types[g] = settings.second_fluid == "water" ? kWaterGate : kGasGate;
     e.material.Upload(types);
+    e.faceOrder.resize(static_cast<size_t>(e.nf));
+    std::iota(e.faceOrder.begin(), e.faceOrder.end(), 0);
+    if (partition != nullptr) {
+        const rvzmesh::Mesh& whole = partition->Whole();
+        const std::vector<int>& global = partition->Part().globalCell;
+        std::map<std::pair<int, int>, int> wholeFace;
+        for (int fc = 0; fc < whole.nFaces; ++fc) wholeFace[{whole.ijP[fc], whole.ijE[fc]}] = fc;
+        std::vector<int> at(static_cast<size_t>(e.nf));
+        for (int fc = 0; fc < e.nf; ++fc) {
+            const int a = global[mesh.ijP[fc]], b = global[mesh.ijE[fc]];
+            at[fc] = wholeFace.at({std::min(a, b), std::max(a, b)});
+        }
+        std::sort(e.faceOrder.begin(), e.faceOrder.end(), [&at](int x, int y) { return at[x] < at[y]; });
+    }
+    e.TurnBack();
     e.secondGate.assign(e.ni, 0);
     for (int k = 0; k < e.ni; ++k) e.secondGate[k] = types[in.group[k]] != kMeltGate;
     if (e.ni > 0) e.group.Upload(in.group);
 }
 
 ExtendedVof::~ExtendedVof() = default;
+
+void ExtendedVof::Impl::TurnBack()
+{
+    hostP = m.ijP, hostE = m.ijE;
+    ijP = d.ijP, ijE = d.ijE, mapPx = d.mapPx, mapPy = d.mapPy, mapEx = d.mapEx, mapEy = d.mapEy;
+    le = d.le, sx = d.sx, sy = d.sy, sz = d.sz;
+    if (par == nullptr) return;
+    const std::vector<int>& global = par->Part().globalCell;
+    for (int fc = m.nInnerFaces; fc < nf; ++fc)
+        if (global[m.ijP[fc]] > global[m.ijE[fc]]) turned.push_back(fc);
+    if (turned.empty()) return;
+    std::vector<int> Px = m.mapPx, Py = m.mapPy, Ex = m.mapEx, Ey = m.mapEy;
+    std::vector<double> w = m.le, ax = m.sx, ay = m.sy, az = m.sz;
+    for (int fc : turned) {
+        std::swap(hostP[fc], hostE[fc]);
+        std::swap(Px[fc], Ex[fc]), std::swap(Py[fc], Ey[fc]);
+        w[fc] = 1.0 - w[fc];  // exact: the weights are built so
+        ax[fc] = -ax[fc], ay[fc] = -ay[fc], az[fc] = -az[fc];
+    }
+    int** ints[] = {&ijP, &ijE, &mapPx, &mapPy, &mapEx, &mapEy};
+    const std::vector<int>* intValues[] = {&hostP, &hostE, &Px, &Py, &Ex, &Ey};
+    for (int k = 0; k < 6; ++k) {
+        turnedInts.push_back(std::make_unique<I>(t, *intValues[k]));
+        *ints[k] = *turnedInts.back();
+    }
+    double** reals[] = {&le, &sx, &sy, &sz};
+    const std::vector<double>* realValues[] = {&w, &ax, &ay, &az};
+    for (int k = 0; k < 4; ++k) {
+        turnedReals.push_back(std::make_unique<D>(t, *realValues[k]));
+        *reals[k] = *turnedReals.back();
+    }
+    wholeFlux = std::make_unique<D>(t, nf);
+}
+
+// The face volume fluxes in the orientation of TurnBack.
+double* ExtendedVof::Impl::WholeFlux(double* flux)
+{
+    if (turned.empty()) return flux;
+    std::vector<double> q(static_cast<size_t>(nf));
+    Ok(t.DataCopyDevice2Host(nf, q.data(), flux), "copy");
+    for (int fc : turned) q[fc] = -q[fc];
+    wholeFlux->Upload(q);
+    return *wholeFlux;
+}
 
 // The conservative system of one fraction: scheme face values, corrected
 // coefficients with the deferred correction, the diagonal V/dt plus the
@@ -151,21 +251,23 @@ double ExtendedVof::Impl::Equation(const ExtendedVofFields& f, int mainPhase, do
     const auto &In = L(BoundaryKind::Inlet), &O = L(BoundaryKind::Outlet);
     const int fb = Blocks(nf), cb = Blocks(nc);
     const double gamma = s.vof_gamma;
-    Ok(t.Calc_VOF_FlowE_InnerFlux_HRScheme(nf, d.ijP, d.ijE, s.vof_scheme, f.flux, phi0, f.courant, gx, gy, gz, d.xc,
+    double* flux = WholeFlux(f.flux);
+    Ok(t.Calc_VOF_FlowE_InnerFlux_HRScheme(nf, ijP, ijE, s.vof_scheme, flux, phi0, f.courant, gx, gy, gz, d.xc,
                                            d.yc, d.zc, Fe, beta, fb),
        "Calc_VOF_FlowE_InnerFlux_HRScheme");
     src.Zero();
     A.Zero();
     scratch.Zero();
     double ce = 0.0, vol = 0.0;
-    Ok(t.Calc_VOF_FlowE_InnerFluxVolF_Method(s.vof_method, nf, nc, N, nCol, gamma, kFCRI, s.vof_ce_bound, d.ijP, d.ijE,
-                                             f.flux, d.le, d.sx, d.sy, d.sz, phi0, f.courant, Fe, d.area, gx, gy, gz,
-                                             d.volume, d.mapPx, d.mapPy, d.mapEx, d.mapEy, aE, aW, t1, t2, t3, scratch,
+    Ok(t.Calc_VOF_FlowE_InnerFluxVolF_Method(s.vof_method, nf, nc, N, nCol, gamma, kFCRI, s.vof_ce_bound, ijP, ijE,
+                                             flux, le, sx, sy, sz, phi0, f.courant, Fe, d.area, gx, gy, gz,
+                                             d.volume, mapPx, mapPy, mapEx, mapEy, aE, aW, t1, t2, t3, scratch,
                                              src, fb, cb, nullptr, nullptr, ce, vol, stats1, stats2, faceL.nLevels,
                                              faceL.count, faceL.offset, faceL.total, faceL.size),
        "Calc_VOF_FlowE_InnerFluxVolF_Method");
+    if (par != nullptr) FrontStatistics(ce, vol);
     if (mainPhase == 1) frontCe = ce, frontVol = vol;
-    Ok(t.Calc_MapaEaWToAi(nf, N, d.mapPx, d.mapPy, d.mapEx, d.mapEy, aE, aW, A, fb), "Calc_MapaEaWToAi");
+    Ok(t.Calc_MapaEaWToAi(nf, N, mapPx, mapPy, mapEx, mapEy, aE, aW, A, fb), "Calc_MapaEaWToAi");
 
     // Injection flags of the inlet faces.
     if (ni > 0)
@@ -189,9 +291,9 @@ double ExtendedVof::Impl::Equation(const ExtendedVofFields& f, int mainPhase, do
         a[c] += a0;
         rhs[c] += a0 * p0[c];
     }
-    for (int fc = 0; fc < nf; ++fc) {
+    for (int fc : faceOrder) {
         const double corrected = e[fc] - w[fc];  // m' = min(m', 0) + max(m', 0)
-        a[corrected > 0.0 ? m.ijP[fc] : m.ijE[fc]] += std::fabs(corrected);
+        a[corrected > 0.0 ? hostP[fc] : hostE[fc]] += std::fabs(corrected);
     }
     std::vector<double> outFlux;
     if (no > 0) {
@@ -243,6 +345,7 @@ double ExtendedVof::Impl::Equation(const ExtendedVofFields& f, int mainPhase, do
         if (outFlux[k] > 0.0) outflow += outFlux[k] * p1[out.cell[k]];
     for (size_t k = 0; k < wallFlux.size(); ++k)
         if (wallFlux[k] > 0.0) outflow += wallFlux[k] * p1[wall.cell[k]];
+    change = Sum(change), outflow = Sum(outflow), inflowIn = Sum(inflowIn);
     if (mainPhase == 0) ventedSecond += f.dt * outflow;
     (mainPhase == 1 ? injectedMelt : injectedSecond) += f.dt * inflowIn;
     return std::fabs(change - f.dt * (inflowIn - outflow)) / cavity;
@@ -251,20 +354,28 @@ double ExtendedVof::Impl::Equation(const ExtendedVofFields& f, int mainPhase, do
 // Jacobi BiCGSTAB, restarted from where it stopped while the largest row
 // residual is above kResidual of the right-hand side (the method stops at
 // the first exact zero of its scalars, as on the first step, whose
-// right-hand side touches the inlet rows only).
+// right-hand side touches the inlet rows only). On a part: the distributed
+// solve, which leaves the halo of x refreshed, and the largest residual
+// and right-hand side of all processes.
 void ExtendedVof::Impl::Solve(double* phi)
 {
+    const int held = par != nullptr ? m.nCells + m.nHalo : nc;  // rows, then the halo copies they read
     x.Zero();
     Ok(t.DataCopyDevice2Device(nc, static_cast<double*>(x), phi), "copy");
     const std::vector<double> a = A.Download(), b = src.Download(nc);
     double scale = 0.0;
     for (double v : b) scale = std::max(scale, std::fabs(v));
+    scale = Max(scale);
     for (int restart = 0; restart < kRestarts; ++restart) {
-        double resIn = 0.0, resOut = 0.0;
-        int iter = 0;
-        Ok(t.BiCGSTAB_ELL(nc, nCol, d.indexELL, A, src, x, 1e-14, resIn, resOut, iter, 4000, 1),
-           "BiCGSTAB_ELL (extended volume fraction)");
-        const std::vector<double> xs = x.Download(nc);
+        if (par != nullptr) {
+            par->Solve(d.indexELL, A, src, x, 1e-14);
+        } else {
+            double resIn = 0.0, resOut = 0.0;
+            int iter = 0;
+            Ok(t.BiCGSTAB_ELL(nc, nCol, d.indexELL, A, src, x, 1e-14, resIn, resOut, iter, 4000, 1),
+               "BiCGSTAB_ELL (extended volume fraction)");
+        }
+        const std::vector<double> xs = x.Download(held);
         double worst = 0.0;
         for (int r = 0; r < nc; ++r) {
             double acc = a[r] * xs[r];
@@ -274,9 +385,29 @@ void ExtendedVof::Impl::Solve(double* phi)
             }
             worst = std::max(worst, std::fabs(acc - b[r]));
         }
-        if (worst <= kResidual * std::max(scale, 1e-300)) break;
+        if (Max(worst) <= kResidual * std::max(scale, 1e-300)) break;
     }
-    Ok(t.DataCopyDevice2Device(nc, phi, static_cast<double*>(x)), "copy");
+    Ok(t.DataCopyDevice2Device(held, phi, static_cast<double*>(x)), "copy");
+}
+
+// The flux method's front statistics of the whole mesh. Maxima (methods
+// 2-4) are the largest of the processes'. Sums (methods 0 and 1) count
+// each face once: a partition face is on both of its processes' lists, so
+// it is added by the process of lower rank only.
+void ExtendedVof::Impl::FrontStatistics(double& ce, double& vol)
+{
+    if (s.vof_method < 0 || s.vof_method > 1) {
+        ce = Max(ce), vol = Max(vol);
+        return;
+    }
+    const std::vector<double> face2 = t2.Download(nf), face3 = t3.Download(nf);
+    const std::vector<int>& owner = par->Part().ownerPart;
+    double sum2 = 0.0, sum3 = 0.0;
+    for (int fc = 0; fc < nf; ++fc) {
+        if (fc >= m.nInnerFaces && owner[static_cast<size_t>(m.ijE[fc] - nc)] < par->rank()) continue;
+        sum2 += face2[fc], sum3 += face3[fc];
+    }
+    ce = Sum(sum2), vol = Sum(sum3);
 }
 
 // While the second fluid flows: a cell above the critical melt fraction at
@@ -304,11 +435,14 @@ void ExtendedVof::Impl::KeepFilled(const ExtendedVofFields& f)
     std::vector<double> after(nc);
     Ok(t.DataCopyDevice2Host(nc, after.data(), f.volf), "copy");
     refilled = 0;
+    double added = 0.0;
     for (int c = 0; c < nc; ++c) {
         if (after[c] == before[c]) continue;
         refilled += after[c] == 1.0;
-        refillVolume += m.volume[c] * (after[c] - before[c]);
+        added += m.volume[c] * (after[c] - before[c]);
     }
+    refilled = Count(refilled);
+    refillVolume += Sum(added);
 }
 
 void ExtendedVof::Advance(const ExtendedVofFields& f)
@@ -331,11 +465,14 @@ void ExtendedVof::Advance(const ExtendedVofFields& f)
         const std::vector<double> solved = e.phi2.Download(e.nc);
         Ok(e.t.Calc_Vfconv_VolF_FillVol_Less(e.nc, e.phi2, 0.0, 1.0, cb), "Calc_Vfconv_VolF_FillVol_Less");
         const std::vector<double> p2 = e.phi2.Download(e.nc);
-        e.secondVolume = 0.0;
+        double held = 0.0, clipped = 0.0;
         for (int c = 0; c < e.nc; ++c) {
-            e.secondVolume += e.m.volume[c] * p2[c];
-            e.clippedSecond += e.m.volume[c] * (solved[c] - p2[c]);
+            held += e.m.volume[c] * p2[c];
+            clipped += e.m.volume[c] * (solved[c] - p2[c]);
         }
+        e.secondVolume = e.Sum(held);
+        e.clippedSecond += e.Sum(clipped);
+        e.Halo(e.phi2);
     }
 
     // Limiting and snapping, the melt's volume correction, arrival times.
@@ -365,6 +502,7 @@ void ExtendedVof::Advance(const ExtendedVofFields& f)
                                           e.endD, e.cellL.nLevels, e.cellL.count, e.cellL.offset, e.cellL.total,
                                           e.cellL.size),
        "Calc_VOF_FlowE_CheckEndFilling");
+    e.unfilled = e.Count(e.unfilled);
 }
 
 bool ExtendedVof::SecondFluidFlows() const { return p_->flows; }

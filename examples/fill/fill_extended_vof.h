@@ -24,6 +24,12 @@
 //   6. limiting and snapping, the volume correction of the melt (the host
 //      solver's), the arrival times and the end-of-filling statistics of
 //      melt plus second fluid.
+// On a part of a partitioned run (fill_partition.h) the face operations run
+// over all local faces as on one process (a partition face's neighbour
+// side lands in a halo row, which no solve reads); the solves are the
+// distributed ones, every volume, count and balance is summed over the
+// processes, the second fluid's halo is refreshed after each change, and
+// the melt's by the host solver after the step.
 #pragma once
 
 #include <functional>
@@ -37,6 +43,8 @@
 class CRVZGPUtool;
 
 namespace fill {
+
+class Partitioned;
 
 // Material type of an inlet group: melt, or the second fluid (gas, water).
 enum GateMaterial { kMeltGate = 1, kGasGate = 2, kWaterGate = 3 };
@@ -67,11 +75,14 @@ struct ExtendedVofFields {
 
 class ExtendedVof {
 public:
-    // gradient(phi, gx, gy, gz): the host solver's Gauss gradient;
-    // correct(target): its volume correction of the melt to `target`.
+    // gradient(phi, gx, gy, gz): the host solver's Gauss gradient (halo
+    // refreshed in a partitioned run); correct(target): its volume
+    // correction of the melt to `target` (over all processes). partition:
+    // this process's share of a partitioned run, null on one process; the
+    // second fluid's gate groups are then checked on the whole mesh.
     ExtendedVof(CRVZGPUtool& tool, const FillSettings& settings, const rvzmesh::Mesh& mesh,
                 const rvzmesh::DeviceMesh& d, std::function<void(double*, double*, double*, double*)> gradient,
-                std::function<void(double)> correct);
+                std::function<void(double)> correct, Partitioned* partition = nullptr);
     ~ExtendedVof();
     ExtendedVof(const ExtendedVof&) = delete;
     ExtendedVof& operator=(const ExtendedVof&) = delete;
@@ -94,6 +105,8 @@ public:
     // the cavity volume, melt and second fluid: the balance of the solves
     // before limiting and the keep-filled rule.
     double WorstSolveBalance() const;
+    // Volumes, balances, counts and front statistics below are those of
+    // the whole cavity (summed over the processes of a partitioned run).
     // Cells below the critical fraction (melt plus second fluid) after the
     // last step, by the end-of-filling statistics; -1 before the first.
     int UnfilledCells() const;
@@ -102,7 +115,7 @@ public:
     double FrontVol() const;
     // Cells that the keep-filled rule put back to 1 in the last step.
     int Refilled() const;
-    std::vector<double> SecondFraction() const;  // cells
+    std::vector<double> SecondFraction() const;  // cells (this process's)
 
 private:
     struct Impl;

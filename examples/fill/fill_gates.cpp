@@ -111,7 +111,8 @@ bool IsExtendedKey(const std::string& key)
                                                "compression_start",
                                                "compression_stroke",
                                                "gravity",
-                                               "momentum_gamma"};
+                                               "momentum_gamma",
+                                               "surface_tension"};
     std::string name, what;
     return keys.count(key) != 0 || SplitGateKey(key, name, what);
 }
@@ -170,6 +171,8 @@ void ApplyExtendedKey(ExtendedFlowSettings& s, const Line& at, const std::string
         const double g = channel::ToDouble(at, value);
         if (!(g >= 0.0 && g <= 1.0)) at.Fail("must lie in [0, 1]");
         s.momentum_gamma = g;
+    } else if (k == "surface_tension") {
+        s.surface_tension = channel::NotNegative(at, channel::ToDouble(at, value));
     }
 }
 

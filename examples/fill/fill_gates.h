@@ -69,13 +69,16 @@ struct ExtendedFlowSettings {
     // values in [0, 1] (0: upwind).
     double gravity[3] = {0.0, 0.0, 0.0};
     double momentum_gamma = 0.0;
+    // Surface tension of the melt front (dyn/cm; 0: none), a continuum
+    // surface force in the momentum sources (fill_extended_momentum.h).
+    double surface_tension = 0.0;
 };
 
 // Reads one key of the extended flow path into `s` (gates, gate_<name>_*,
 // switch_over_fraction, holding_pressure, pack_time, compressibility,
 // drho_dp, tait_b, tait_c, drho_dT, vent_air_pressure, vent_groups,
 // compression_wall, compression_speed, compression_start,
-// compression_stroke, gravity, momentum_gamma);
+// compression_stroke, gravity, momentum_gamma, surface_tension);
 // returns false for a key that is not one of them. `value` is refused at
 // `at` when it is malformed.
 bool IsExtendedKey(const std::string& key);

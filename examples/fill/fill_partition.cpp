@@ -254,11 +254,4 @@ double Partitioned::TakeExchangeSeconds()
     return s;
 }
 
-void CheckPartitionedSettings(const FillSettings& s)
-{
-    const std::string why = " is not available in a partitioned run (mpirun -np 2 or more); run it on one process";
-    if (s.vof_path != "basic") FailAt(s, {"vof_path"}, "vof_path = " + s.vof_path + why);
-    if (s.thermal != "isothermal" && s.energy != "basic") FailAt(s, {"energy", "thermal"}, "energy = " + s.energy + why);
-}
-
 }  // namespace fill

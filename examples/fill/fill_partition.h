@@ -91,10 +91,6 @@ private:
     std::unique_ptr<Impl> p_;
 };
 
-// Refuses a case a partitioned run does not support, naming the key at
-// its line: the extended volume-fraction and energy paths.
-void CheckPartitionedSettings(const FillSettings& settings);
-
 // rvzgpu-fill's entry under mpirun (fill_partition_main.cpp, built with
 // MPI): returns -1 when the program was not started by mpirun or runs as
 // one process (the caller then runs on one process as without mpirun),

@@ -14,6 +14,7 @@
 
 #include "CRVZComMPI.h"
 #include "CRVZGPUtool.h"
+#include "fill_extended_vof.h"
 #include "fill_partition.h"
 #include "fill_partition_output.h"
 #include "fill_settings.h"
@@ -81,7 +82,6 @@ int Run(int argc, char** argv, const char* usage, int rank, int size)
     std::string error;
     try {
         if (argc == 2) settings = ReadFillSettings(argv[1]);
-        CheckPartitionedSettings(settings);
         if (rank == 0) CheckSettings(settings);
     } catch (const SettingsError& e) {
         error = e.what();
@@ -99,6 +99,7 @@ int Run(int argc, char** argv, const char* usage, int rank, int size)
     std::unique_ptr<Partitioned> part;
     try {
         mesh = BuildCaseMesh(settings);
+        SecondFluidGateGroups(settings, mesh);  // on the whole mesh: a part may hold no face of a gate
         part = std::make_unique<Partitioned>(tool, &com, rank, size, mesh, settings);
     } catch (const SettingsError& e) {
         if (rank == 0) std::fprintf(stderr, "rvzgpu-fill: %s\n", e.what());

@@ -31,7 +31,7 @@ std::string PieceName(const std::string& name, int count, int rank)
 
 }  // namespace
 
-void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, bool fibre)
+void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, bool fibre, bool secondFluid)
 {
     std::string xml = std::string("<?xml version=\"1.0\"?>\n<VTKFile type=\"PUnstructuredGrid\" version=\"1.0\" "
                                   "byte_order=\"") +
@@ -40,6 +40,7 @@ void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, 
            "    </PPoints>\n";
     xml += std::string("    <PCellData Scalars=\"") + kCellScalars[0] + "\" Vectors=\"velocity\">\n";
     for (const char* name : kCellScalars) xml += std::string("      <PDataArray type=\"Float64\" Name=\"") + name + "\"/>\n";
+    if (secondFluid) xml += "      <PDataArray type=\"Float64\" Name=\"second_fluid\"/>\n";
     for (int k = 0; fibre && k < 6; ++k)
         xml += std::string("      <PDataArray type=\"Float64\" Name=\"") + kFibreNames[k] + "\"/>\n";
     xml += "      <PDataArray type=\"Float64\" Name=\"velocity\" NumberOfComponents=\"3\"/>\n";
@@ -84,7 +85,7 @@ void PartitionedOutput::WriteFields(double time)
         char file[64];
         std::snprintf(file, sizeof file, "_%04d.pvtu", count);
         const std::string path = (dir / (name_ + file)).string();
-        WritePvtu(path, pieces, fibre);
+        WritePvtu(path, pieces, fibre, !last_.second.empty());
         series_->Add(time, path);
     }
     written_ = time;

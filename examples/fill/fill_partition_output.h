@@ -51,7 +51,8 @@ private:
 
 // The .pvtu of pieces `pieces` (file names relative to the .pvtu's folder)
 // with the cell fields of fill_output.h (with `fibre`, the fibre fields
-// too). Throws MeshError when the file cannot be written.
-void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, bool fibre);
+// too; with `secondFluid`, the second-fluid fraction). Throws MeshError
+// when the file cannot be written.
+void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, bool fibre, bool secondFluid = false);
 
 }  // namespace fill

@@ -220,6 +220,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
     front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI, stepSolve);
     if (s.thermal == "non-isothermal" && s.energy == "extended") {
         energyx = std::make_unique<ExtendedEnergy>(t, s, m, d);
+        if (par != nullptr) energyx->SetPartition(partSolve, [this](double* field) { par->Refresh(field); });
     } else if (s.thermal == "non-isothermal") {
         channel::ThermalProperties props;
         props.density = s.density;
@@ -236,7 +237,7 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
     if (s.vof_path == "extended")
         ext = std::make_unique<ExtendedVof>(
             t, s, m, d, [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); },
-            [this](double target) { CorrectVolume(target); });
+            [this](double target) { CorrectVolume(target); }, par);
     if (s.flow_path == "extended") {
         FlowArrays a{u, v, w, p, pp, APR, {dp[0], dp[1], dp[2]}, {dpp[0], dpp[1], dpp[2]}, flux, mfe, aE, aW, A,
                      scratch, source, volf, fluxIn, fluxWall, fluxOut, T, ventWall};
@@ -247,7 +248,9 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
             [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); }, par);
         MomentumArrays ma{u, v, w, u0, v0, w0, vis, den, vfe, flux, mfe, aE, aW, Su, Sv, Sw, APv, APR, A, temp, scratch,
                           {grad[0], grad[1], grad[2], grad[3], grad[4], grad[5], grad[6], grad[7], grad[8]}};
-        momx = std::make_unique<ExtendedMomentum>(t, s, m, d, ma);
+        ma.volf = volf;
+        momx = std::make_unique<ExtendedMomentum>(
+            t, s, m, d, ma, [this](double* phi, double* gx, double* gy, double* gz) { Gradient(phi, gx, gy, gz); });
     }
     if (s.fibre) fibre = std::make_unique<FibreOrientation>(t, s, m, d);
     if (fibre)
@@ -816,29 +819,35 @@ void Filling::State::FillBehindFront()
 // the inlet column snaps full, or near the end, when every cell with melt
 // is full) comes off the full cells the front reached last, one after the
 // other (a full cell not yet recorded counts as the latest). Returns the
-// volume taken off.
+// volume taken off. In a partitioned run the melt held and the order of
+// the full cells are those of the whole mesh (ties in global cell order).
 double Filling::State::TakeOffSurplus(double excess)
 {
     std::vector<double> phi = volf.Download(nc);
     double held = 0.0;
     for (int c = 0; c < nc; ++c)
         if (phi[c] > 0.0 && phi[c] < 1.0) held += m.volume[c] * phi[c];
+    held = Sum(held);
     const double share = held > 0.0 ? std::min(excess / held, 1.0) : 0.0;
     for (int c = 0; c < nc; ++c)
         if (phi[c] > 0.0 && phi[c] < 1.0) phi[c] -= share * phi[c];
     double taken = share * held;
     if (taken < excess) {
-        const std::vector<float> at = arrival.Download(nc);
+        const std::vector<float> mine = arrival.Download(nc);
+        std::vector<double> at(mine.begin(), mine.end()), all = phi;
+        if (par != nullptr) at = par->Gather(at), all = par->Gather(phi);
+        const std::vector<double>& volume = par != nullptr ? par->Whole().volume : m.volume;
         std::vector<int> full;
-        for (int c = 0; c < nc; ++c)
-            if (phi[c] == 1.0) full.push_back(c);
-        const auto latest = [&at](int c) { return at[c] > 0.0f ? at[c] : std::numeric_limits<float>::max(); };
+        for (size_t c = 0; c < all.size(); ++c)
+            if (all[c] == 1.0) full.push_back(static_cast<int>(c));
+        const auto latest = [&at](int c) { return at[c] > 0.0 ? at[c] : std::numeric_limits<float>::max(); };
         std::stable_sort(full.begin(), full.end(), [&](int a, int b) { return latest(a) > latest(b); });
         for (size_t k = 0; k < full.size() && taken < excess; ++k) {
             const int c = full[k];
-            const double give = std::min(excess - taken, m.volume[c]);
-            phi[c] -= give / m.volume[c], taken += give;
+            const double give = std::min(excess - taken, volume[c]);
+            all[c] -= give / volume[c], taken += give;
         }
+        for (int c = 0; c < nc; ++c) phi[c] = all[par != nullptr ? par->Part().globalCell[c] : c];
     }
     Ok(t.DataCopyHost2Device(nc, phi.data(), static_cast<double*>(volf)), "copy");
     return taken;
@@ -926,6 +935,7 @@ void Filling::State::ExtendedVolumeFraction()
     f.gx = dvf[0], f.gy = dvf[1], f.gz = dvf[2], f.arrival = arrival;
     injected += inflow * dt;
     ext->Advance(f);
+    Halo({volf});
     time += dt;
     filled = FilledVolume();
     unfilled = CountBelow(FCRI);
