@@ -47,10 +47,12 @@ public:
     ExtendedEnergy(const ExtendedEnergy&) = delete;
     ExtendedEnergy& operator=(const ExtendedEnergy&) = delete;
 
-    // A partitioned run: solve(A, rhs, T, tol) solves the owned rows of the
-    // assembled system to the relative tolerance and refreshes T's halo;
-    // refresh(field) copies the owners' values of a cell field into its
-    // halo. Unset, the step solves on its own rows.
+    // The solve of the host program: solve(A, rhs, T, tol) solves the
+    // assembled system to the relative tolerance (on a part of a
+    // partitioned run its owned rows, refreshing T's halo); refresh(field)
+    // copies the owners' values of a cell field into its halo (a
+    // partitioned run only, else empty). Unset, the step solves on its own
+    // rows with the library's BiCGSTAB.
     using Solver = std::function<void(double* A, double* rhs, double* T, double tol)>;
     void SetPartition(Solver solve, std::function<void(double*)> refresh);
 

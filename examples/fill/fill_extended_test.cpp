@@ -519,7 +519,7 @@ struct TensionOutcome {
 TensionOutcome Tension(const rvzmesh::Mesh& m, const std::function<double(double, double, double)>& alpha,
                        double sigma, double melt, double air)
 {
-    CRVZGPUtool& t = *gTool;
+    CRVZGPUtool& t = Tool();
     rvzmesh::DeviceMesh d;
     EXPECT_EQ(rvzmesh::UploadMesh(t, m, d), 0);
     const int n = m.nExtended, nc = m.nCells, N = m.newNNU, nCol = m.nColumnPerRow;

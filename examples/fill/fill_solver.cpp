@@ -220,7 +220,9 @@ Filling::State::State(CRVZGPUtool& tool, const FillSettings& settings, const rvz
     front = std::make_unique<FrontTemperature>(t, m, d, s.melt_temperature, FCRI, stepSolve);
     if (s.thermal == "non-isothermal" && s.energy == "extended") {
         energyx = std::make_unique<ExtendedEnergy>(t, s, m, d);
-        if (par != nullptr) energyx->SetPartition(partSolve, [this](double* field) { par->Refresh(field); });
+        std::function<void(double*)> refresh;
+        if (par != nullptr) refresh = [this](double* field) { par->Refresh(field); };
+        energyx->SetPartition(stepSolve, refresh);
     } else if (s.thermal == "non-isothermal") {
         channel::ThermalProperties props;
         props.density = s.density;
