@@ -62,7 +62,7 @@
 // Packing, the moving wall and two gates on a strip of 32 cells, two
 // across (the cross velocity is rounding noise there), at 2 processes,
 // each with its quantities read after every step on every process
-// (measured on 2026-11-25; 0.2 to 1.8 s a case): the switch-over at 75 %
+// (measured on 2026-11-25; 0.2 to 0.7 s a case): the switch-over at 75 %
 // filled (step 14), the cavity full (step 15) and two packing steps at
 // 1 MPa come at the same steps, and the mass packed in after full agrees
 // with one process to 2.5e-8 of itself (the 1e-14 changes move it by
@@ -694,8 +694,10 @@ Readout ReadOnOneAndSeveral(const FillSettings& s, const Reader& read)
     Readout out;
     const auto runOne = [&](const FillSettings& q, Readings& r) {
         CRVZGPUtool tool;
-        const fill::RunResult result = fill::RunFill(
-            tool, q, mesh, nullptr, [&](const fill::Filling& f, const fill::StepRecord& rec) { r.push_back(read(f, rec, nullptr)); });
+        const auto record = [&](const fill::Filling& f, const fill::StepRecord& rec) {
+            r.push_back(read(f, rec, nullptr));
+        };
+        const fill::RunResult result = fill::RunFill(tool, q, mesh, nullptr, record);
         EXPECT_NE(result.ending, fill::Ending::Failed) << result.message;
     };
     if (Rank() == 0) {
@@ -725,9 +727,10 @@ std::vector<double> Whole(const std::vector<double>& owned, fill::Partitioned* p
     return part != nullptr ? part->Gather(owned) : owned;
 }
 
-// The strip of the example cases scaled down to 32 cells, two across, so
-// that no velocity component is rounding noise; the first cut runs across
-// it at mid-length.
+// The strip of the example cases scaled down to 32 cells, two across as
+// in the gate case above (its sides are symmetry planes, so the cross
+// velocity is rounding noise); the first cut runs across it at
+// mid-length.
 FillSettings SmallStrip()
 {
     FillSettings s = SmallPlate();
@@ -743,9 +746,9 @@ FillSettings SmallStrip()
 // Switch-over to a holding pressure at 75 % filled, which fills the
 // cavity in two steps, and 0.05 s of packing with a compressible melt: the
 // gate, on process 0, holds the full cavity while the pressure rises
-// through the cut. The mass packed in after the
-// cavity is full is the same bits on every process, the one-process
-// run's, and the sum of V d rho/dp dp over the cells of the whole mesh.
+// through the cut. The mass packed in after the cavity is full is the same
+// bits on every process, the one-process run's, and the sum of
+// V d rho/dp dp over the cells of the whole mesh.
 TEST(FillPartitioned, ExtendedPackingAfterSwitchOverAsOnOneProcess)
 {
     FillSettings s = SmallStrip();
@@ -797,7 +800,6 @@ TEST(FillPartitioned, ExtendedPackingAfterSwitchOverAsOnOneProcess)
                 a.first, a.second, r.one.size(), addedOne, Size(), std::fabs(addedMany - addedOne) / addedOne,
                 change / addedOne);
 }
-
 
 // Injection-compression: the strip's top wall moves in at 0.1 cm/s for a
 // stroke of 0.062 cm (to 0.62 s, past the step that fills the first
@@ -870,9 +872,10 @@ TEST(FillPartitioned, ExtendedTwoGatesFillAStripSymmetrically)
     left.line["listed"] = right.line["listed"] = 1;
     s.extended.gates = {left, right};
     const auto runs = ExpectMatchesOneProcess(s, Match::AsRounding);
-    const Readout r = ReadOnOneAndSeveral(s, [](const fill::Filling& f, const fill::StepRecord&, fill::Partitioned* part) {
-        return Whole(f.Download().arrival, part);
-    });
+    const Readout r =
+        ReadOnOneAndSeveral(s, [](const fill::Filling& f, const fill::StepRecord&, fill::Partitioned* part) {
+            return Whole(f.Download().arrival, part);
+        });
     if (Rank() != 0) return;
     ASSERT_FALSE(runs.second.empty());
     for (const fill::StepRecord& rec : runs.second) EXPECT_NEAR(rec.flowRate, 0.4, 1e-12) << "step " << rec.step;
@@ -884,8 +887,8 @@ TEST(FillPartitioned, ExtendedTwoGatesFillAStripSymmetrically)
         for (int c = 0; c < mesh.nCells; ++c) {
             int m = -1;  // the mirror cell across x = L/2 (same y and z)
             for (int k = 0; k < mesh.nCells; ++k)
-                if (std::fabs(mesh.xc[k] - (s.length - mesh.xc[c])) < 1e-9 && std::fabs(mesh.yc[k] - mesh.yc[c]) < 1e-9 &&
-                    std::fabs(mesh.zc[k] - mesh.zc[c]) < 1e-9)
+                if (std::fabs(mesh.xc[k] - (s.length - mesh.xc[c])) < 1e-9 &&
+                    std::fabs(mesh.yc[k] - mesh.yc[c]) < 1e-9 && std::fabs(mesh.zc[k] - mesh.zc[c]) < 1e-9)
                     m = k;
             EXPECT_GE(m, 0);
             if (m < 0) continue;
