@@ -58,6 +58,27 @@
 // the plate cases fail; without that of the front-rule gate's fraction the
 // processes open the gate at different steps and the gate case waits in a
 // sum one process never reaches (the test's time limit ends it).
+//
+// Packing, the moving wall and two gates on a strip of 32 cells, two
+// across (the cross velocity is rounding noise there), at 2 processes,
+// each with its quantities read after every step on every process
+// (measured on 2026-11-25; 0.2 to 0.7 s a case): the switch-over at 75 %
+// filled (step 14), the cavity full (step 15) and two packing steps at
+// 1 MPa come at the same steps, and the mass packed in after full agrees
+// with one process to 2.5e-8 of itself (the 1e-14 changes move it by
+// 1.8e-6) and the sum of V d rho/dp dp over the cells within 1e-3; the
+// moving wall's inflow of each of 14 steps is on both sides the wall
+// speed times the wetted top area (to 1e-12), beyond the cut in three
+// steps, and zero after the stroke; the two gates' arrival times mirror
+// exactly across the cut and the last cells filled are the middle ones.
+// The three cases' fields stay within ten times the one-process change
+// (the moving wall: the spread of four changes, Match::AsRoundingSpread).
+// Without the halo refresh of the corrected pressure all three fail (the
+// switch-over never comes; the wall case's fields by 0.36). Without the
+// sum of the gates' and the wall's inflow the two-gate case fails (each
+// process sees half the inflow; the run ends not finite); the packing and
+// moving-wall cases then take different outer iterations on the two
+// processes and wait in a sum (the test's time limit ends them).
 
 #include <gtest/gtest.h>
 #include <mpi.h>
@@ -68,6 +89,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -174,43 +196,58 @@ enum class Match {
                   // (a rounding change moves them too), the outer iterations
                   // of a step may differ by two
     AsRoundingSameIterations,  // fields as AsRounding, linear iterations of every step equal
+    AsRoundingSpread,  // as AsRounding, against the largest change of four
+                       // one-process runs, their inputs changed by -2, -1,
+                       // 1 and 2 times 1e-14 of themselves: where rounding
+                       // moves the iteration at which momentum and
+                       // pressure solves stop (tolerances 1e-2 and 1e-3),
+                       // one such change can miss the others' spread
 };
+
+// The case with its inlet pressure and flow rate, and its gates' flow
+// rates and pressures, changed by `times` 1e-14 of themselves.
+FillSettings Nudged(FillSettings q, double times = 1.0)
+{
+    const double f = 1.0 + times * 1e-14;
+    q.inlet_pressure *= f;
+    q.flow_rate *= f;
+    for (fill::GateSetting& g : q.extended.gates) g.flow_rate *= f, g.pressure *= f;
+    return q;
+}
 
 // Returns the step records of the one-process and the partitioned run
 // (on process 0; empty on the others).
 std::pair<std::vector<fill::StepRecord>, std::vector<fill::StepRecord>> ExpectMatchesOneProcess(const FillSettings& s,
                                                                                                 Match match)
 {
-    const bool nudge = match == Match::AsRounding || match == Match::AsRoundingSameIterations;
+    const bool spread = match == Match::AsRoundingSpread;
+    const bool nudge = match == Match::AsRounding || match == Match::AsRoundingSameIterations || spread;
     const double tol = match == Match::Loose ? 1e-8 : 1e-12;
     const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
-    Outcome one, nudged;
+    Outcome one;
+    std::vector<Outcome> nudges;
     if (Rank() == 0) one = OneProcess(s, mesh);
-    if (Rank() == 0 && nudge) {
-        FillSettings q = s;
-        q.inlet_pressure *= 1.0 + 1e-14;
-        q.flow_rate *= 1.0 + 1e-14;
-        for (fill::GateSetting& g : q.extended.gates) g.flow_rate *= 1.0 + 1e-14, g.pressure *= 1.0 + 1e-14;
-        nudged = OneProcess(q, mesh);
-    }
+    for (double times : spread ? std::vector<double>{-2.0, -1.0, 1.0, 2.0} : std::vector<double>{1.0})
+        if (Rank() == 0 && nudge) nudges.push_back(OneProcess(Nudged(s, times), mesh));
     const Outcome many = Partitioned(s, mesh);
     if (Rank() != 0) return {};
     EXPECT_EQ(one.history.size(), many.history.size());
     if (one.history.size() != many.history.size()) return {};
     // Under AsRounding the step records may also differ by ten times the
-    // largest relative change of the nudged run over all steps.
+    // largest relative change of the nudged runs over all steps.
     double timeChange = 0.0, pressureChange = 0.0, fillChange = 0.0;
-    for (size_t k = 0; nudge && k < std::min(one.history.size(), nudged.history.size()); ++k) {
-        const fill::StepRecord &a = one.history[k], &c = nudged.history[k];
-        timeChange = std::max(timeChange, std::fabs(a.time - c.time) / a.time);
-        pressureChange = std::max(pressureChange, std::fabs(a.inletPressure - c.inletPressure) / a.inletPressure);
-        fillChange = std::max(fillChange, std::fabs(a.filledFraction - c.filledFraction));
-    }
+    for (const Outcome& nudged : nudges)
+        for (size_t k = 0; k < std::min(one.history.size(), nudged.history.size()); ++k) {
+            const fill::StepRecord &a = one.history[k], &c = nudged.history[k];
+            timeChange = std::max(timeChange, std::fabs(a.time - c.time) / a.time);
+            pressureChange = std::max(pressureChange, std::fabs(a.inletPressure - c.inletPressure) / a.inletPressure);
+            fillChange = std::max(fillChange, std::fabs(a.filledFraction - c.filledFraction));
+        }
     for (size_t k = 0; k < one.history.size(); ++k) {
         const fill::StepRecord &a = one.history[k], &b = many.history[k];
         // Under AsRounding a step whose continuity residual ends next to
         // the outer tolerance may stop an outer iteration or two apart.
-        if (match == Match::AsRounding)
+        if (match == Match::AsRounding || spread)
             EXPECT_LE(std::abs(a.outerIterations - b.outerIterations), 2) << "step " << a.step;
         else
             EXPECT_EQ(a.outerIterations, b.outerIterations) << "step " << a.step;
@@ -219,7 +256,7 @@ std::pair<std::vector<fill::StepRecord>, std::vector<fill::StepRecord>> ExpectMa
         EXPECT_EQ(b.solvesAtLimit, 0) << "step " << a.step;
         // Per outer iteration three momentum solves and a pressure
         // correction, then the volume-fraction solves.
-        if (match != Match::AsRounding)
+        if (match != Match::AsRounding && !spread)
             EXPECT_LE(std::abs(a.linearIterations - b.linearIterations),
                       match == Match::Loose ? 3 * a.outerIterations : 0)
                 << "step " << a.step << ": " << a.linearIterations << " and " << b.linearIterations;
@@ -239,7 +276,10 @@ std::pair<std::vector<fill::StepRecord>, std::vector<fill::StepRecord>> ExpectMa
         const double deviation = Deviation(one.fields[f], many.fields[f]);
         double limit = tol;
         if (nudge) {
-            const double rounding = Deviation(one.fields[f], nudged.fields[f]);
+            double rounding = 0.0;
+            for (const Outcome& nudged : nudges)
+                if (nudged.fields.size() == one.fields.size() && nudged.fields[f].size() == one.fields[f].size())
+                    rounding = std::max(rounding, Deviation(one.fields[f], nudged.fields[f]));
             limit = std::max(tol, 10.0 * rounding);
             std::printf("one process, inputs changed by 1e-14: %s changes by %.3g\n", names[f], rounding);
         }
@@ -622,6 +662,248 @@ TEST(FillPartitioned, PvtuDeclaresTheSecondFluidOfThePieces)
                                    carried = CellArrayNames(piece, "CellData", "DataArray");
     EXPECT_EQ(declared, carried);
     EXPECT_TRUE(std::find(declared.begin(), declared.end(), "second_fluid") != declared.end());
+}
+
+// What a case reads from the Filling after each step, on one process and
+// on every process of a partitioned run (`part` null on one process; a
+// reader that gathers fields through it runs on every process).
+using Readings = std::vector<std::vector<double>>;
+using Reader = std::function<std::vector<double>(const fill::Filling&, const fill::StepRecord&, fill::Partitioned*)>;
+
+// The readings of the one-process run and of four runs with its inputs
+// changed by -2, -1, 1 and 2 times 1e-14 (Nudged; all on process 0, empty
+// on the others), and of the partitioned run, each of whose values holds
+// the same bits on every process (its largest and least agree).
+struct Readout {
+    Readings one, many;
+    std::vector<Readings> nudged;
+    // How far the partitioned run's value q of step k may lie from the
+    // one-process run's: ten times the largest change of the nudged runs,
+    // at least 1e-12 of the value.
+    double Bound(size_t k, size_t q) const
+    {
+        double change = 0.0;
+        for (const Readings& r : nudged)
+            if (k < r.size()) change = std::max(change, std::fabs(r[k][q] - one[k][q]));
+        return std::max(1e-12 * std::fabs(one[k][q]), 10.0 * change);
+    }
+};
+Readout ReadOnOneAndSeveral(const FillSettings& s, const Reader& read)
+{
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    Readout out;
+    const auto runOne = [&](const FillSettings& q, Readings& r) {
+        CRVZGPUtool tool;
+        const auto record = [&](const fill::Filling& f, const fill::StepRecord& rec) {
+            r.push_back(read(f, rec, nullptr));
+        };
+        const fill::RunResult result = fill::RunFill(tool, q, mesh, nullptr, record);
+        EXPECT_NE(result.ending, fill::Ending::Failed) << result.message;
+    };
+    if (Rank() == 0) {
+        runOne(s, out.one);
+        for (double times : {-2.0, -1.0, 1.0, 2.0}) {
+            out.nudged.emplace_back();
+            runOne(Nudged(s, times), out.nudged.back());
+        }
+    }
+    CRVZGPUtool tool;
+    CRVZComMPI com;
+    fill::Partitioned part(tool, &com, Rank(), Size(), mesh, s);
+    const fill::RunResult result = fill::RunFill(
+        tool, s, part.Local(), nullptr,
+        [&](const fill::Filling& f, const fill::StepRecord& rec) { out.many.push_back(read(f, rec, &part)); }, &part);
+    EXPECT_NE(result.ending, fill::Ending::Failed) << result.message;
+    int differing = 0;
+    for (const std::vector<double>& step : out.many)
+        for (double v : step) differing += part.Max(v) != -part.Max(-v);
+    EXPECT_EQ(differing, 0) << "readings that differ between the processes";
+    return out;
+}
+
+// A cell field of the whole mesh: gathered in a partitioned run.
+std::vector<double> Whole(const std::vector<double>& owned, fill::Partitioned* part)
+{
+    return part != nullptr ? part->Gather(owned) : owned;
+}
+
+// The strip of the example cases scaled down to 32 cells, two across as
+// in the gate case above (its sides are symmetry planes, so the cross
+// velocity is rounding noise); the first cut runs across it at
+// mid-length.
+FillSettings SmallStrip()
+{
+    FillSettings s = SmallPlate();
+    s.flow_path = "extended";
+    s.geometry = "strip";
+    s.length = 4.0, s.width = 0.5, s.thickness = 0.2;
+    s.nx = 8, s.ny = 2, s.nz = 2;
+    s.flow_rate = 0.4;
+    s.max_steps = 40;
+    return s;
+}
+
+// Switch-over to a holding pressure at 75 % filled, which fills the
+// cavity in two steps, and 0.05 s of packing with a compressible melt: the
+// gate, on process 0, holds the full cavity while the pressure rises
+// through the cut. The mass packed in after the cavity is full is the same
+// bits on every process, the one-process run's, and the sum of
+// V d rho/dp dp over the cells of the whole mesh.
+TEST(FillPartitioned, ExtendedPackingAfterSwitchOverAsOnOneProcess)
+{
+    FillSettings s = SmallStrip();
+    s.extended.switch_over_fraction = 0.75;
+    s.extended.holding_pressure = 1.0;
+    s.extended.pack_time = 0.05;
+    s.extended.compressibility = "constant";
+    s.extended.drho_dp = 1e-3;  // g/cm^3 per MPa
+    const auto runs = ExpectMatchesOneProcess(s, Match::AsRounding);
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    // Per step: injected volume, full or not, sum of V p over the cells.
+    const Readout r = ReadOnOneAndSeveral(s, [&](const fill::Filling& f, const fill::StepRecord&,
+                                                 fill::Partitioned* part) {
+        const std::vector<double> p = Whole(f.Download().p, part);
+        double vp = 0.0;
+        for (int c = 0; c < mesh.nCells; ++c) vp += mesh.volume[c] * p[c];
+        return std::vector<double>{f.InjectedVolume(), f.Full() ? 1.0 : 0.0, vp};
+    });
+    if (Rank() != 0) return;
+    // The switch-over and the first full step, at the same steps.
+    const auto events = [](const std::vector<fill::StepRecord>& h, const Readings& r) {
+        int switched = -1, full = -1;
+        for (size_t k = 0; k < h.size(); ++k) {
+            if (switched < 0 && std::fabs(h[k].inletPressure - 1.0) < 1e-12) switched = h[k].step;
+            if (full < 0 && k < r.size() && r[k][1] != 0.0) full = h[k].step;
+        }
+        return std::make_pair(switched, full);
+    };
+    const auto a = events(runs.first, r.one), b = events(runs.second, r.many);
+    ASSERT_EQ(a, b);
+    ASSERT_GT(a.first, 0);
+    ASSERT_GT(a.second, a.first);
+    ASSERT_GE(static_cast<int>(r.one.size()) - a.second, 2) << "packing steps";
+    // The mass packed in from the end of the first full step to the end.
+    const auto packed = [&](const Readings& x) {
+        const std::vector<double>&at = x[a.second - 1], &end = x.back();
+        const double added = s.density * (end[0] - at[0]);
+        const double expected = s.extended.drho_dp * 1e-7 * (end[2] - at[2]);  // 1e-7 MPa per dyn/cm^2
+        EXPECT_NEAR(added, expected, 1e-3 * expected);
+        return added;
+    };
+    const double addedOne = packed(r.one), addedMany = packed(r.many);
+    double change = 0.0;  // of the nudged runs
+    for (const Readings& x : r.nudged) change = std::max(change, std::fabs(packed(x) - addedOne));
+    EXPECT_GT(addedOne, 0.0);
+    EXPECT_NEAR(addedMany, addedOne, std::max(1e-12 * addedOne, 10.0 * change));
+    std::printf("switch-over at step %d, full at step %d, %zu steps; packed mass %.9g g; %d processes %.3g apart, "
+                "the 1e-14 change %.3g\n",
+                a.first, a.second, r.one.size(), addedOne, Size(), std::fabs(addedMany - addedOne) / addedOne,
+                change / addedOne);
+}
+
+// Injection-compression: the strip's top wall moves in at 0.1 cm/s for a
+// stroke of 0.062 cm (to 0.62 s, past the step that fills the first
+// column beyond the cut); its faces push melt in once their cells are
+// filled, on process 0 first, then on both. Each step's wall inflow (the
+// step's flow rate less the gate's) is the same bits on every process,
+// the one-process run's, and the wall speed times the area of the top
+// faces whose cells were filled at the start of the step while the
+// stroke lasts, zero after. Rounding moves the iteration at which some
+// solves stop, which one change of the inputs by 1e-14 may miss (it moves
+// the time of the eighth step by 1e-9 of itself, changes of -2, -1 and 2
+// times it by up to 1.5e-8, the partitioned run by 6e-8, measured with a
+// stroke of 0.03 cm), hence the spread of four such changes as the bound.
+TEST(FillPartitioned, ExtendedMovingWallAsOnOneProcess)
+{
+    FillSettings s = SmallStrip();
+    s.extended.compression_wall = "top";
+    s.extended.compression_speed = 0.1;
+    s.extended.compression_stroke = 0.062;
+    s.max_steps = 14;
+    ExpectMatchesOneProcess(s, Match::AsRoundingSpread);
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    const double faceArea = (s.length / s.nx) * (s.width / s.ny);
+    std::vector<double> before;  // the cell fractions at the start of the step
+    double start = 0.0;          // the time at the start of the step
+    const Readout r = ReadOnOneAndSeveral(s, [&](const fill::Filling& f, const fill::StepRecord& rec,
+                                                 fill::Partitioned* part) {
+        if (rec.step == 1) before.assign(static_cast<size_t>(mesh.nCells), 0.0), start = 0.0;
+        double wetted = 0.0;
+        for (int c = 0; c < mesh.nCells; ++c)
+            if (mesh.zc[c] > 0.5 * s.thickness && before[c] > fill::kFCRI) wetted += faceArea;
+        const bool moving = start < s.extended.compression_stroke / s.extended.compression_speed;
+        before = Whole(f.Download().volf, part), start = rec.time;
+        return std::vector<double>{rec.flowRate - s.flow_rate, moving ? s.extended.compression_speed * wetted : 0.0,
+                                   moving ? 1.0 : 0.0, wetted};
+    });
+    if (Rank() != 0) return;
+    ASSERT_EQ(r.one.size(), r.many.size());
+    int pushing = 0, stopped = 0;
+    for (size_t k = 0; k < r.one.size(); ++k) {
+        const std::vector<double>&a = r.one[k], &b = r.many[k];
+        EXPECT_NEAR(a[0], a[1], 1e-12) << "one process, step " << k + 1;
+        EXPECT_NEAR(b[0], b[1], 1e-12) << Size() << " processes, step " << k + 1;
+        EXPECT_NEAR(b[0], a[0], r.Bound(k, 0)) << "step " << k + 1;
+        pushing += b[0] > 0.0;
+        stopped += b[2] == 0.0 && b[3] > 0.0;
+    }
+    // The wall pushed melt in for some steps, beyond the cut (wetted
+    // faces of more than half the strip's length) for some of them, and
+    // stopped with its faces wetted at the end of the stroke.
+    int beyond = 0;
+    for (const std::vector<double>& b : r.many) beyond += b[2] != 0.0 && b[3] > 0.5 * s.length * s.width + 1e-9;
+    EXPECT_GE(pushing, 2);
+    EXPECT_GE(beyond, 1);
+    EXPECT_GE(stopped, 1);
+    std::printf("the wall pushes melt in at %d steps (%d beyond the cut), stopped at %d\n", pushing, beyond, stopped);
+}
+
+// Two gates at the ends of a strip at the same flow rate, each on one
+// process: the fronts meet at the cut. At 2 processes the arrival times of
+// the partitioned run (the same bits on every process) mirror across the
+// middle and the last cells filled are the middle ones, as on one process.
+TEST(FillPartitioned, ExtendedTwoGatesFillAStripSymmetrically)
+{
+    FillSettings s = SmallStrip();
+    s.geometry = "strip2";
+    fill::GateSetting left, right;
+    left.name = "left", right.name = "right";
+    left.flow_rate = right.flow_rate = 0.2;
+    left.line["listed"] = right.line["listed"] = 1;
+    s.extended.gates = {left, right};
+    const auto runs = ExpectMatchesOneProcess(s, Match::AsRounding);
+    const Readout r =
+        ReadOnOneAndSeveral(s, [](const fill::Filling& f, const fill::StepRecord&, fill::Partitioned* part) {
+            return Whole(f.Download().arrival, part);
+        });
+    if (Rank() != 0) return;
+    ASSERT_FALSE(runs.second.empty());
+    for (const fill::StepRecord& rec : runs.second) EXPECT_NEAR(rec.flowRate, 0.4, 1e-12) << "step " << rec.step;
+    ASSERT_FALSE(r.many.empty());
+    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
+    const double fillTime = runs.second.back().time;
+    const auto mirrored = [&](const std::vector<double>& arrival, const char* run) {
+        double lastTime = -1.0, lastX = -1.0, worst = 0.0;
+        for (int c = 0; c < mesh.nCells; ++c) {
+            int m = -1;  // the mirror cell across x = L/2 (same y and z)
+            for (int k = 0; k < mesh.nCells; ++k)
+                if (std::fabs(mesh.xc[k] - (s.length - mesh.xc[c])) < 1e-9 &&
+                    std::fabs(mesh.yc[k] - mesh.yc[c]) < 1e-9 && std::fabs(mesh.zc[k] - mesh.zc[c]) < 1e-9)
+                    m = k;
+            EXPECT_GE(m, 0);
+            if (m < 0) continue;
+            EXPECT_GT(arrival[c], 0.0) << run << ", cell " << c;
+            EXPECT_NEAR(arrival[c], arrival[m], 1e-5 * fillTime) << run << ", cell " << c;
+            worst = std::max(worst, std::fabs(arrival[c] - arrival[m]));
+            if (arrival[c] > lastTime) lastTime = arrival[c], lastX = mesh.xc[c];
+        }
+        // The weld line: the last cells filled are the two middle columns.
+        EXPECT_NEAR(lastX, 0.5 * s.length, 0.5 * s.length / s.nx + 1e-9) << run;
+        return worst / fillTime;
+    };
+    const double one = mirrored(r.one.back(), "one process"), many = mirrored(r.many.back(), "partitioned");
+    std::printf("%zu steps; arrival times mirror within %.3g (one process) and %.3g (%d processes) of the fill time\n",
+                runs.second.size(), one, many, Size());
 }
 
 }  // namespace
