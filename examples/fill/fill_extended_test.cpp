@@ -138,6 +138,9 @@ TEST(FillGates, CaseFileKeys)
     EXPECT_EQ(s.extended.gates[1].opening, GateOpening::AtFront);
     EXPECT_DOUBLE_EQ(s.extended.gates[1].point[2], 3.0);
     EXPECT_DOUBLE_EQ(s.extended.switch_over_fraction, 1.0);
+    // The start line names each gate's control and opening rule.
+    EXPECT_EQ(fill::InletDescription(s), "left 2 cm^3/s, right 30 MPa from the front at (1, 2, 3) cm");
+    EXPECT_EQ(fill::InletDescription(fill::ParseFillSettings("flow_rate = 2.5\n", "case.inp")), "2.5 cm^3/s");
 
     const std::string strip2 = "flow_path = extended\ngeometry = strip2\nnx = 4\nny = 1\nnz = 1\n";
     EXPECT_EQ(Refusal(strip2 + "gates = left, middle\ngate_left_flow_rate = 1\ngate_middle_flow_rate = 1\n"),

@@ -113,8 +113,7 @@ int Run(int argc, char** argv, const char* usage, int rank, int size)
         std::printf("rvzgpu-fill: %s, %d cells, cavity %.6g cm^3, inlet %s, partitioned over %d processes (%d "
                     "partition faces)\n",
                     CaseName(settings).c_str(), mesh.nCells, volume,
-                    settings.inlet == "pressure" ? (channel::Number(settings.inlet_pressure) + " MPa").c_str()
-                                                 : (channel::Number(settings.flow_rate) + " cm^3/s").c_str(),
+                    InletDescription(settings).c_str(),
                     size, faces);
     PartitionedOutput output(settings, *part);
     part->TakeExchangeSeconds();

@@ -329,6 +329,26 @@ std::string CaseName(const FillSettings& s)
     return stem.empty() ? "plate" : stem;
 }
 
+std::string InletDescription(const FillSettings& s)
+{
+    using channel::Number;
+    const auto control = [](bool pressure, double p, double q) {
+        return pressure ? Number(p) + " MPa" : Number(q) + " cm^3/s";
+    };
+    if (s.flow_path != "extended" || s.extended.gates.empty())
+        return control(s.inlet == "pressure", s.inlet_pressure, s.flow_rate);
+    std::string text;
+    for (const GateSetting& g : s.extended.gates) {
+        if (!text.empty()) text += ", ";
+        text += g.name + " " + control(g.control == GateControl::Pressure, g.pressure, g.flow_rate);
+        if (g.opening == GateOpening::AtTime) text += " from " + Number(g.open_time) + " s";
+        if (g.opening == GateOpening::AtFront)
+            text += " from the front at (" + Number(g.point[0]) + ", " + Number(g.point[1]) + ", " +
+                    Number(g.point[2]) + ") cm";
+    }
+    return text;
+}
+
 std::string OutputDir(const FillSettings& s)
 {
     if (s.output_dir == "none") return "";

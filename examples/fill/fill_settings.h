@@ -155,6 +155,11 @@ FillSettings ParseFillSettings(const std::string& text, const std::string& name)
 std::string CaseName(const FillSettings& s);
 // The output folder, empty for none.
 std::string OutputDir(const FillSettings& s);
+// The inlet control of the start line: the inlet pressure or flow rate,
+// or on the extended flow path with gates each gate's control and opening
+// rule, e.g. "left 0.4 cm^3/s, right 0.4 cm^3/s from the front at (2.25,
+// 0.25, 0.05) cm".
+std::string InletDescription(const FillSettings& s);
 
 // Refuses, naming the file, the line and the key (SettingsError), what can
 // be found before the first step: a pressure limit below the starting

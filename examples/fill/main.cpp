@@ -72,9 +72,7 @@ int main(int argc, char** argv)
     double volume = 0.0;
     for (int c = 0; c < mesh.nCells; ++c) volume += mesh.volume[c];
     std::printf("rvzgpu-fill: %s, %d cells, cavity %.6g cm^3, inlet %s\n", fill::CaseName(settings).c_str(), mesh.nCells,
-                volume,
-                settings.inlet == "pressure" ? (channel::Number(settings.inlet_pressure) + " MPa").c_str()
-                                             : (channel::Number(settings.flow_rate) + " cm^3/s").c_str());
+                volume, fill::InletDescription(settings).c_str());
     fill::Output output(settings, mesh);
     const fill::RunResult r = fill::RunFill(tool, settings, mesh, stdout, [&output](const fill::Filling& f,
                                                                                     const fill::StepRecord& rec) {
