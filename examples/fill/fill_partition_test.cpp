@@ -67,8 +67,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -443,8 +443,11 @@ double TurnedOverRounding(const FillSettings& s, const rvzmesh::Mesh& mesh)
 // compression correction 0.1 m c_f (1 - Fe) keeps its sign when a face is
 // turned, the fields move by 8e-3, and a partitioned run turns its
 // partition faces back for it (fill_extended_vof.cpp). Faults it catches
-// (each tried): the momentum faces' viscosity taken at P instead of
-// interpolated (the ratio 3e5).
+// (each tried): the basic momentum faces' viscosity taken at P instead of
+// interpolated (the ratio 3e8 in every basic-flow case); the extended
+// pressure correction's APR(P) + APR(E) taken as 2 APR(P) (every extended
+// flow case); the cut keeping le on the faces it turns (the check of the
+// split).
 TEST(FillPartitioned, FaceOperationsDoNotDependOnWhichCellIsP)
 {
     if (Rank() != 0) return;
