@@ -432,19 +432,19 @@ double TurnedOverRounding(const FillSettings& s, const rvzmesh::Mesh& mesh)
 // and E (upwinding on the sign of the flux, weights le against 1 - le, the
 // area vector and the centroid distance turning together), so a part may
 // run them on its partition faces with its own cell as P. Checked on one
-// process, where nothing else differs: the plate that the front crosses
-// (13 steps), on its faces and on every face turned, in the paths a
-// partitioned run takes. Measured: every field within the change a 1e-14
-// change of the inlet makes (the largest ratio 1.7, the fibre case); the
-// Cross-WLF energy case and the extended flow path at a flow rate give the
-// same bits, and so does every case when the momentum limiter's 1e-30
-// guards are applied to the sign-normalised ratio (tried). The
+// process, where nothing else differs: six steps on the plate below, on
+// its faces and on every face turned, in the paths a partitioned run
+// takes. Measured: every field within the change a 1e-14 change of the
+// inlet makes (the largest ratio 1.2); the Cross-WLF energy case and the
+// extended flow path give the same bits, and so does every case when the
+// momentum limiter's 1e-30 guards are applied to the sign-normalised ratio
+// (tried, on 13 steps). The
 // extended volume-fraction step is the exception: its flux methods'
 // compression correction 0.1 m c_f (1 - Fe) keeps its sign when a face is
-// turned, the fields move by 8e-3, and a partitioned run turns its
+// turned, the fraction moves by 8e-3 in 13 steps, and a partitioned run turns its
 // partition faces back for it (fill_extended_vof.cpp). Faults it catches
 // (each tried): the basic momentum faces' viscosity taken at P instead of
-// interpolated (the ratio 3e8 in every basic-flow case); the extended
+// interpolated (ratios of 6e5 to 8e6 in the basic-flow cases); the extended
 // pressure correction's APR(P) + APR(E) taken as 2 APR(P) (every extended
 // flow case); the cut keeping le on the faces it turns (the check of the
 // split).
@@ -452,6 +452,7 @@ TEST(FillPartitioned, FaceOperationsDoNotDependOnWhichCellIsP)
 {
     if (Rank() != 0) return;
     FillSettings base = PlateAcrossTheCut();
+    base.max_steps = 6;  // 15 % filled
     // The cut turns a partition face as TurnedFaces does: on the part
     // owning the whole mesh's E of the face, and there only.
     const rvzmesh::Mesh whole = fill::BuildCaseMesh(base), turnedWhole = TurnedFaces(whole);
@@ -479,14 +480,8 @@ TEST(FillPartitioned, FaceOperationsDoNotDependOnWhichCellIsP)
     EXPECT_GT(partitionFaces, 0);
     EXPECT_EQ(turnedCount * 2, partitionFaces);
     std::vector<std::pair<std::string, FillSettings>> paths;
-    paths.emplace_back("basic, constant pressure, CICSAM", base);
+    paths.emplace_back("basic, CICSAM", base);
     FillSettings s = base;
-    s.inlet = "flow_rate", s.flow_rate = 1.0;
-    paths.emplace_back("basic, flow rate", s);
-    s = base;
-    s.cicsam = 0;
-    paths.emplace_back("basic, upwind volume fraction", s);
-    s = base;
     s.thermal = "non-isothermal", s.viscosity_model = "cross-wlf", s.inlet_pressure = 1.0;
     paths.emplace_back("energy and melt-front temperature, Cross-WLF", s);
     s = base;
@@ -499,14 +494,9 @@ TEST(FillPartitioned, FaceOperationsDoNotDependOnWhichCellIsP)
     std::copy(inlet, inlet + 6, s.fibre_inlet);
     paths.emplace_back("fibre", s);
     s = base;
-    s.flow_path = "extended", s.extended.momentum_gamma = 0.5, s.extended.vent_air_pressure = 0.0;
-    paths.emplace_back("extended flow, deferred correction", s);
-    s = base;
-    s.flow_path = "extended", s.extended.surface_tension = 30.0;
-    paths.emplace_back("extended flow, surface tension", s);
-    s = base;
-    s.flow_path = "extended", s.inlet = "flow_rate", s.flow_rate = 1.0;
-    paths.emplace_back("extended flow, flow rate", s);
+    s.flow_path = "extended", s.extended.momentum_gamma = 0.5, s.extended.surface_tension = 30.0;
+    s.extended.vent_air_pressure = 0.0;
+    paths.emplace_back("extended flow", s);
     for (const auto& [name, settings] : paths) {
         const double ratio = TurnedOverRounding(settings, fill::BuildCaseMesh(settings));
         std::printf("%s: turned faces deviate by %.3g times the rounding change\n", name.c_str(), ratio);
