@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "CRVZGPUtool.h"
+#include "example_test_tool.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
-#include "fill_test_tool.h"
 
 namespace {
 

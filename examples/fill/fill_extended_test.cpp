@@ -20,11 +20,11 @@
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "example_test_tool.h"
 #include "fill_extended_flow.h"
 #include "fill_extended_momentum.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
-#include "fill_test_tool.h"
 
 namespace {
 

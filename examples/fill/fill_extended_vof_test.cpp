@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "CRVZGPUtool.h"
+#include "example_test_tool.h"
 #include "fill_extended_vof.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
-#include "fill_test_tool.h"
 
 namespace {
 

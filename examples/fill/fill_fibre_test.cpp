@@ -20,12 +20,12 @@
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "example_test_tool.h"
 #include "fill_fibre.h"
 #include "fill_output.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
 #include "test_support.h"
-#include "fill_test_tool.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 
 #include "CRVZGPUtool.h"
 #include "device_buffer.h"
+#include "example_test_tool.h"
 #include "fill_linear_solve.h"
-#include "fill_test_tool.h"
 
 namespace {
 

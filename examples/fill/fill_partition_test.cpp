@@ -772,12 +772,12 @@ int PieceCells(const std::string& path)
     return std::stoi(m[1]);
 }
 
-TEST(FillPartitioned, PvtuNamesEveryPieceAndThePiecesHoldEveryCell)
+// Runs s partitioned with its output written into a fresh folder `name`
+// followed by the process count, under the temporary directory; returns
+// the folder and the whole mesh's cell count.
+std::pair<std::filesystem::path, int> RunWithOutput(FillSettings s, const std::string& name)
 {
-    FillSettings s = SmallPlate();
-    s.max_steps = 1;
-    const std::filesystem::path dir = std::filesystem::temp_directory_path() /
-                                      ("rvzgpu_fill_partition_np" + std::to_string(Size()));
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() / (name + std::to_string(Size()));
     if (Rank() == 0) {
         std::filesystem::remove_all(dir);
         std::filesystem::create_directories(dir);
@@ -794,6 +794,14 @@ TEST(FillPartitioned, PvtuNamesEveryPieceAndThePiecesHoldEveryCell)
     output.Finish();
     EXPECT_EQ(output.error(), "");
     MPI_Barrier(MPI_COMM_WORLD);
+    return {dir, mesh.nCells};
+}
+
+TEST(FillPartitioned, PvtuNamesEveryPieceAndThePiecesHoldEveryCell)
+{
+    FillSettings s = SmallPlate();
+    s.max_steps = 1;
+    const auto [dir, nCells] = RunWithOutput(s, "rvzgpu_fill_partition_np");
     if (Rank() != 0) return;
     // The series lists .pvtu files; each names one piece per process.
     std::ifstream pvd(dir / "plate.pvd");
@@ -822,7 +830,7 @@ TEST(FillPartitioned, PvtuNamesEveryPieceAndThePiecesHoldEveryCell)
             EXPECT_GT(n, 0) << piece;
             cells += n;
         }
-        EXPECT_EQ(cells, mesh.nCells) << file;
+        EXPECT_EQ(cells, nCells) << file;
     }
     EXPECT_TRUE(std::filesystem::exists(dir / "arrival.csv"));
 }
@@ -856,24 +864,7 @@ TEST(FillPartitioned, PvtuDeclaresTheSecondFluidOfThePieces)
     s.second_fluid_gates = "inlet";
     s.second_fluid_start_fraction = 0.0;
     s.max_steps = 1;
-    const std::filesystem::path dir = std::filesystem::temp_directory_path() /
-                                      ("rvzgpu_fill_partition_gas_np" + std::to_string(Size()));
-    if (Rank() == 0) {
-        std::filesystem::remove_all(dir);
-        std::filesystem::create_directories(dir);
-    }
-    MPI_Barrier(MPI_COMM_WORLD);
-    s.output_dir = dir.string();
-    const rvzmesh::Mesh mesh = fill::BuildCaseMesh(s);
-    CRVZGPUtool tool;
-    CRVZComMPI com;
-    fill::Partitioned part(tool, &com, Rank(), Size(), mesh, s);
-    fill::PartitionedOutput output(s, part);
-    fill::RunFill(tool, s, part.Local(), nullptr,
-                  [&](const fill::Filling& f, const fill::StepRecord& r) { output.Step(f, r); }, &part);
-    output.Finish();
-    EXPECT_EQ(output.error(), "");
-    MPI_Barrier(MPI_COMM_WORLD);
+    const std::filesystem::path dir = RunWithOutput(s, "rvzgpu_fill_partition_gas_np").first;
     if (Rank() != 0) return;
     const std::string pvtu = (dir / "plate_0000.pvtu").string(), piece = (dir / "plate_0000_p0.vtu").string();
     ASSERT_TRUE(std::filesystem::exists(pvtu));

@@ -5,12 +5,13 @@
 #include <string>
 
 #include "CRVZGPUtool.h"
+#include "example_test_tool.h"
 #include "settings.h"
 
 namespace channel_test {
 
-// The tool that channel_test_main.cpp creates before any test runs.
-CRVZGPUtool& Tool();
+// The tool that example_test_main.cpp creates before any test runs.
+using ::Tool;
 
 // The refusal's message, or "accepted" when the settings text is read.
 inline std::string Refusal(const std::string& text)

@@ -1,9 +1,10 @@
-// Entry point of the rvzgpu-fill test programs (see fill_test_tool.h).
+// Entry point of the example host solvers' test programs (see
+// example_test_tool.h).
 #include <gtest/gtest.h>
 
 #include <cstdio>
 
-#include "fill_test_tool.h"
+#include "example_test_tool.h"
 
 namespace {
 CRVZGPUtool* gTool = nullptr;
