@@ -67,19 +67,50 @@ std::string WriteArrival(const std::string& dir, const rvzmesh::Mesh& m, const s
     return "";
 }
 
-Output::Output(const FillSettings& settings, const rvzmesh::Mesh& mesh)
-    : s_(settings), m_(mesh), dir_(OutputDir(settings)), name_(CaseName(settings))
+SeriesOutput::SeriesOutput(const FillSettings& settings, bool writesFiles)
+    : s_(settings), dir_(OutputDir(settings)), name_(CaseName(settings))
 {
-    if (dir_.empty()) return;
+    if (dir_.empty() || !writesFiles) return;
     history_ = OpenHistory(dir_, error_);
     if (history_ == nullptr) return;
     series_ = std::make_unique<rvzmesh::PvdSeries>((std::filesystem::path(dir_) / (name_ + ".pvd")).string(), name_);
 }
 
-Output::~Output()
+SeriesOutput::~SeriesOutput()
 {
     if (history_ != nullptr) std::fclose(history_);
 }
+
+void SeriesOutput::Record(const Filling& filling, const StepRecord& r)
+{
+    if (dir_.empty()) return;
+    last_ = filling.Download();
+    lastTime_ = r.time;
+    if (!error_.empty()) return;
+    if (history_ != nullptr) WriteHistoryLine(history_, r);
+    try {
+        if (r.time >= next_) {
+            WriteFields(r.time);
+            while (s_.output_interval > 0.0 && next_ <= r.time) next_ += s_.output_interval;
+        }
+    } catch (const rvzmesh::MeshError& e) {
+        error_ = e.what();
+    }
+}
+
+bool SeriesOutput::WriteLast()
+{
+    if (dir_.empty() || last_.volf.empty() || !error_.empty()) return false;
+    try {
+        if (written_ != lastTime_) WriteFields(lastTime_);
+    } catch (const rvzmesh::MeshError& e) {
+        error_ = e.what();
+        return false;
+    }
+    return true;
+}
+
+Output::Output(const FillSettings& settings, const rvzmesh::Mesh& mesh) : SeriesOutput(settings, true), m_(mesh) {}
 
 void Output::WriteFields(double time)
 {
@@ -96,32 +127,9 @@ void Output::WriteFields(double time)
     written_ = time;
 }
 
-void Output::Step(const Filling& filling, const StepRecord& r)
-{
-    if (history_ == nullptr || !error_.empty()) return;
-    WriteHistoryLine(history_, r);
-    last_ = filling.Download();
-    lastTime_ = r.time;
-    try {
-        if (r.time >= next_) {
-            WriteFields(r.time);
-            while (s_.output_interval > 0.0 && next_ <= r.time) next_ += s_.output_interval;
-        }
-    } catch (const rvzmesh::MeshError& e) {
-        error_ = e.what();
-    }
-}
-
 void Output::Finish(const RunResult&)
 {
-    if (history_ == nullptr || !error_.empty() || last_.volf.empty()) return;
-    try {
-        if (written_ != lastTime_) WriteFields(lastTime_);
-    } catch (const rvzmesh::MeshError& e) {
-        error_ = e.what();
-        return;
-    }
-    error_ = WriteArrival(dir_, m_, last_.arrival);
+    if (WriteLast()) error_ = WriteArrival(dir_, m_, last_.arrival);
 }
 
 }  // namespace fill

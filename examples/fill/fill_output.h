@@ -44,28 +44,52 @@ void AddCellData(const Fields& f, int nCells, rvzmesh::VtuContent& content,
 // was never filled); the error, or an empty string.
 std::string WriteArrival(const std::string& dir, const rvzmesh::Mesh& mesh, const std::vector<double>& arrival);
 
-class Output {
+// What the one-process and the partitioned output share: the case's
+// folder and name, history.csv and the .pvd series (opened when
+// `writesFiles` and the folder is not "none"), the last state, and the
+// output times. A derived class writes the fields of one output time.
+class SeriesOutput {
 public:
-    // Nothing is written when the case's output folder is "none".
-    Output(const FillSettings& settings, const rvzmesh::Mesh& mesh);
-    ~Output();
-    // After each step: its history line, and the fields when an output
-    // time has come. A failure to write is kept (error()) and ends writing.
-    void Step(const Filling& filling, const StepRecord& record);
-    // The last state's fields (unless just written) and arrival.csv.
-    void Finish(const RunResult& result);
+    SeriesOutput(const SeriesOutput&) = delete;
+    SeriesOutput& operator=(const SeriesOutput&) = delete;
     const std::string& error() const { return error_; }
 
-private:
-    void WriteFields(double time);
+protected:
+    SeriesOutput(const FillSettings& settings, bool writesFiles);
+    virtual ~SeriesOutput();
+    // The fields of the last state at `time`; sets written_, throws
+    // MeshError when a file cannot be written.
+    virtual void WriteFields(double time) = 0;
+    // After each step: keeps the state, writes the history line (where
+    // history.csv is open) and the fields when an output time has come. A
+    // failure to write is kept in error_ and ends writing.
+    void Record(const Filling& filling, const StepRecord& record);
+    // The last state's fields unless just written; false when there is
+    // nothing to write or writing failed (error_).
+    bool WriteLast();
+
     const FillSettings& s_;
-    const rvzmesh::Mesh& m_;
     std::string dir_, name_, error_;
     std::FILE* history_ = nullptr;
     std::unique_ptr<rvzmesh::PvdSeries> series_;
     Fields last_;
     double lastTime_ = 0.0, next_ = 0.0, written_ = -1.0;
     int count_ = 0;
+};
+
+class Output : public SeriesOutput {
+public:
+    // Nothing is written when the case's output folder is "none".
+    Output(const FillSettings& settings, const rvzmesh::Mesh& mesh);
+    // After each step: its history line, and the fields when an output
+    // time has come. A failure to write is kept (error()) and ends writing.
+    void Step(const Filling& filling, const StepRecord& record) { Record(filling, record); }
+    // The last state's fields (unless just written) and arrival.csv.
+    void Finish(const RunResult& result);
+
+private:
+    void WriteFields(double time) override;
+    const rvzmesh::Mesh& m_;
 };
 
 }  // namespace fill

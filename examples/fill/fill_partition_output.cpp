@@ -54,18 +54,10 @@ void WritePvtu(const std::string& path, const std::vector<std::string>& pieces, 
     if (std::fclose(f) != 0 || !ok) throw rvzmesh::MeshError(path, 0, "cannot write the PVTU file");
 }
 
+// Process 0 writes history.csv and the series.
 PartitionedOutput::PartitionedOutput(const FillSettings& settings, Partitioned& partition)
-    : s_(settings), part_(partition), dir_(OutputDir(settings)), name_(CaseName(settings))
+    : SeriesOutput(settings, partition.rank() == 0), part_(partition)
 {
-    if (dir_.empty() || part_.rank() != 0) return;
-    history_ = OpenHistory(dir_, error_);
-    if (history_ == nullptr) return;
-    series_ = std::make_unique<rvzmesh::PvdSeries>((std::filesystem::path(dir_) / (name_ + ".pvd")).string(), name_);
-}
-
-PartitionedOutput::~PartitionedOutput()
-{
-    if (history_ != nullptr) std::fclose(history_);
 }
 
 void PartitionedOutput::WriteFields(double time)
@@ -91,40 +83,12 @@ void PartitionedOutput::WriteFields(double time)
     written_ = time;
 }
 
-void PartitionedOutput::Step(const Filling& filling, const StepRecord& r)
-{
-    if (dir_.empty()) return;
-    // Every process keeps the state, so that Finish gathers on all.
-    last_ = filling.Download();
-    lastTime_ = r.time;
-    if (!error_.empty()) return;
-    if (history_ != nullptr) {
-        WriteHistoryLine(history_, r);
-    }
-    try {
-        if (r.time >= next_) {
-            WriteFields(r.time);
-            while (s_.output_interval > 0.0 && next_ <= r.time) next_ += s_.output_interval;
-        }
-    } catch (const rvzmesh::MeshError& e) {
-        error_ = e.what();
-    }
-}
-
 void PartitionedOutput::Finish()
 {
     if (dir_.empty() || last_.volf.empty()) return;
     // Every process takes part in the gather, whatever its own state.
     const std::vector<double> arrival = part_.Gather(last_.arrival);
-    if (!error_.empty()) return;
-    try {
-        if (written_ != lastTime_) WriteFields(lastTime_);
-    } catch (const rvzmesh::MeshError& e) {
-        error_ = e.what();
-        return;
-    }
-    if (part_.rank() != 0) return;
-    error_ = WriteArrival(dir_, part_.Whole(), arrival);
+    if (WriteLast() && part_.rank() == 0) error_ = WriteArrival(dir_, part_.Whole(), arrival);
 }
 
 }  // namespace fill

@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 
+#include "fill_output.h"
 #include "fill_partition.h"
 #include "fill_settings.h"
 #include "fill_solver.h"
@@ -21,32 +22,22 @@
 
 namespace fill {
 
-class PartitionedOutput {
+class PartitionedOutput : public SeriesOutput {
 public:
     // Nothing is written when the case's output folder is "none".
     PartitionedOutput(const FillSettings& settings, Partitioned& partition);
-    ~PartitionedOutput();
-    PartitionedOutput(const PartitionedOutput&) = delete;
-    PartitionedOutput& operator=(const PartitionedOutput&) = delete;
     // After each step (every process): the history line, and the fields
     // when an output time has come. A failure to write is kept (error())
-    // and ends this process's writing; the others go on.
-    void Step(const Filling& filling, const StepRecord& record);
+    // and ends this process's writing; the others go on. Every process
+    // keeps the state, so that Finish gathers on all.
+    void Step(const Filling& filling, const StepRecord& record) { Record(filling, record); }
     // The last state's fields (unless just written) and arrival.csv; every
     // process calls it (the arrival times are gathered).
     void Finish();
-    const std::string& error() const { return error_; }
 
 private:
-    void WriteFields(double time);
-    const FillSettings& s_;
+    void WriteFields(double time) override;
     Partitioned& part_;
-    std::string dir_, name_, error_;
-    std::FILE* history_ = nullptr;
-    std::unique_ptr<rvzmesh::PvdSeries> series_;
-    Fields last_;
-    double lastTime_ = 0.0, next_ = 0.0, written_ = -1.0;
-    int count_ = 0;
 };
 
 // The .pvtu of pieces `pieces` (file names relative to the .pvtu's folder)
